@@ -1,0 +1,21 @@
+# Compiler settings that every target of the project shares.
+add_library(wz_settings INTERFACE)
+target_compile_options(wz_settings INTERFACE
+  -Wall -Wextra -Wshadow -Wconversion -Wformat=2 -Werror
+  $<$<COMPILE_LANGUAGE:CXX>:-Wnon-virtual-dtor -Woverloaded-virtual>
+  # Prototypes take `char *` where callers pass literals; the traces below cast, scripts are C.
+  -fno-strict-aliasing -ffile-prefix-map=${CMAKE_SOURCE_DIR}/=)
+target_include_directories(wz_settings INTERFACE ${CMAKE_SOURCE_DIR})
+target_link_libraries(wz_settings INTERFACE wz_headers)
+if(WZ_SANITIZERS)
+  target_compile_options(wz_settings INTERFACE
+    -fsanitize=${WZ_SANITIZERS} -fno-sanitize-recover=all -fno-omit-frame-pointer)
+  target_link_options(wz_settings INTERFACE -fsanitize=${WZ_SANITIZERS})
+endif()
+
+# wz_sources(VAR): every .cpp below the current folder. A folder is a module and holds nothing that
+# is not part of it, so a new file needs no second mention.
+function(wz_sources out)
+  file(GLOB_RECURSE files CONFIGURE_DEPENDS ${CMAKE_CURRENT_SOURCE_DIR}/*.cpp)
+  set(${out} ${files} PARENT_SCOPE)
+endfunction()

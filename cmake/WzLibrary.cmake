@@ -1,0 +1,35 @@
+# libwz.so: the core library and the script API in one shared object that exports exactly the names
+# of cmake/exports.txt.
+set(exports ${CMAKE_SOURCE_DIR}/cmake/exports.txt)
+set(version_script ${CMAKE_BINARY_DIR}/wz.map)
+set_property(DIRECTORY APPEND PROPERTY CMAKE_CONFIGURE_DEPENDS ${exports})
+file(STRINGS ${exports} names REGEX "^[A-Za-z_]")
+list(JOIN names ";\n    " names)
+file(CONFIGURE OUTPUT ${version_script}
+     CONTENT "{\n  global:\n    @names@;\n  local:\n    *;\n};\n" @ONLY)
+
+add_library(wz SHARED $<TARGET_OBJECTS:wz_core> $<TARGET_OBJECTS:wz_script>)
+add_library(wz::wz ALIAS wz)
+set_target_properties(wz PROPERTIES
+  VERSION ${PROJECT_VERSION} SOVERSION ${PROJECT_VERSION_MAJOR} LINK_DEPENDS ${version_script}
+  LINKER_LANGUAGE CXX)
+target_link_options(wz PRIVATE -Wl,--version-script=${version_script})
+target_link_libraries(wz PRIVATE wz_settings OpenSSL::Crypto CURL::libcurl Threads::Threads)
+if(NOT WZ_SANITIZERS)
+  # Host symbols are weak references; anything else that is undefined is a mistake.
+  target_link_options(wz PRIVATE -Wl,-z,defs)
+endif()
+target_include_directories(wz INTERFACE
+  $<BUILD_INTERFACE:${CMAKE_SOURCE_DIR}/include> $<INSTALL_INTERFACE:include>)
+
+include(CMakePackageConfigHelpers)
+install(TARGETS wz EXPORT wz-targets LIBRARY DESTINATION ${CMAKE_INSTALL_LIBDIR})
+install(DIRECTORY include/wz DESTINATION ${CMAKE_INSTALL_INCLUDEDIR} FILES_MATCHING PATTERN "*.h")
+install(EXPORT wz-targets NAMESPACE wz:: DESTINATION ${CMAKE_INSTALL_LIBDIR}/cmake/wz)
+write_basic_package_version_file(${CMAKE_BINARY_DIR}/wz-config-version.cmake
+  COMPATIBILITY SameMinorVersion)
+configure_file(cmake/wz-config.cmake.in ${CMAKE_BINARY_DIR}/wz-config.cmake @ONLY)
+install(FILES ${CMAKE_BINARY_DIR}/wz-config.cmake ${CMAKE_BINARY_DIR}/wz-config-version.cmake
+  DESTINATION ${CMAKE_INSTALL_LIBDIR}/cmake/wz)
+configure_file(cmake/wz.pc.in ${CMAKE_BINARY_DIR}/wz.pc @ONLY)
+install(FILES ${CMAKE_BINARY_DIR}/wz.pc DESTINATION ${CMAKE_INSTALL_LIBDIR}/pkgconfig)

@@ -1,0 +1,2 @@
+#include <wz/vsd_host.h>
+connection* cur_cptr = nullptr;

@@ -1,0 +1,51 @@
+// What passes between the HTTP layer and the services: a request as views into the connection's
+// buffer, and the answer that the service side leaves. Free of sockets and of parser types.
+#pragma once
+
+#include <chrono>
+#include <string>
+#include <string_view>
+
+namespace vsd::http {
+
+// A complete, valid request. All views live until the handler returns.
+struct Request {
+  std::string_view method;  // "GET"
+  std::string_view target;  // as sent: "/order?cust=7"
+  std::string_view head;    // raw text from the request line through the blank line
+  std::string_view body;    // transfer coding removed; may hold NULs
+  int socket = -1;
+  bool has_if_modified_since = false;
+  bool has_if_none_match = false;
+};
+
+// The answer. The HTTP layer adds Content-Length and Connection and owns framing; the strings are
+// reused from request to request, so a steady state allocates nothing.
+struct Response {
+  int status = 200;
+  std::string status_line;  // a whole status line without CR LF that replaces ours; empty: none
+  std::string headers;      // complete header lines, each ending in CR LF
+  std::string body;
+  std::chrono::milliseconds delay{0};  // service time: send no earlier than this after receipt
+
+  void clear() noexcept {
+    status = 200;
+    status_line.clear();
+    headers.clear();
+    body.clear();
+    delay = std::chrono::milliseconds{0};
+  }
+};
+
+// Serves requests, one at a time.
+class RequestHandler {
+ public:
+  RequestHandler() = default;
+  RequestHandler(const RequestHandler&) = delete;
+  RequestHandler& operator=(const RequestHandler&) = delete;
+  virtual ~RequestHandler() = default;
+
+  virtual void handle(const Request& request, Response& response) = 0;
+};
+
+}  // namespace vsd::http

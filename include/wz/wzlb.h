@@ -1,0 +1,16 @@
+/* The core library, for hosts and tools: every wzlb_* module. */
+#ifndef WZLB_H
+#define WZLB_H
+
+#include <wz/wzlb_alloc.h>
+#include <wz/wzlb_date_var.h>
+#include <wz/wzlb_encode_decode.h>
+#include <wz/wzlb_log.h>
+#include <wz/wzlb_mem_map.h>
+#include <wz/wzlb_parse_api.h>
+#include <wz/wzlb_search_vars.h>
+#include <wz/wzlb_time_stamp.h>
+#include <wz/wzlb_user_var.h>
+#include <wz/wzlb_util.h>
+
+#endif

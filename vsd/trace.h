@@ -1,0 +1,34 @@
+// Tracing and error lines of the script API, through the host's logs. The host's masks are tested
+// before the arguments are evaluated; a process without host logging traces nothing.
+#pragma once
+
+#include <wz/vsd_host.h>
+#include <wz/wzlb_log.h>
+
+namespace wz::script {
+
+// Module bits of the host's log that the script API traces under.
+inline constexpr unsigned long long kModuleApi = 512;
+inline constexpr unsigned long long kModuleIndexVar = 8;
+inline constexpr unsigned long long kModuleForward = 2048;
+
+// A host without a configuration record filters inside vsd_debug_log_ex itself.
+inline bool tracing(int level, unsigned long long module) noexcept {
+  const VsdGlobalConfig* config = &vsd_global_config;
+  if (config == nullptr) {
+    return &vsd_debug_log_ex != nullptr;
+  }
+  return (level & config->debug_level) != 0 && (module & config->module_mask) != 0;
+}
+
+}  // namespace wz::script
+
+// VSD_TRACE(level, module, format, ...): a debug line of the script API for the current connection.
+#define VSD_TRACE(level, module, format, ...)                                                  \
+  do {                                                                                         \
+    if (wz::script::tracing((level), (module))) {                                              \
+      vsd_debug_log_ex((level), (module), const_cast<char*>(__FILE_NAME__), __LINE__,          \
+                       const_cast<char*>(__func__), &cur_cptr != nullptr ? cur_cptr : nullptr, \
+                       const_cast<char*>(format) __VA_OPT__(, ) __VA_ARGS__);                  \
+    }                                                                                          \
+  } while (0)
