@@ -1,1 +1,249 @@
+// vsd.conf: one keyword and its value a line, `#` starts a comment. The library's keywords are
+// collected here and handed over whole by apply_library_settings, because the library's parsers
+// change process-wide state and `vsd check` must not depend on the order of lines.
 #include "daemon/config.h"
+
+#include <wz/wzlb.h>
+
+#include <array>
+#include <charconv>
+#include <fstream>
+#include <optional>
+
+namespace vsd {
+namespace {
+
+constexpr std::string_view kBlanks = " \t\r";
+
+std::string_view trim(std::string_view text) {
+  const auto first = text.find_first_not_of(kBlanks);
+  if (first == std::string_view::npos) {
+    return {};
+  }
+  return text.substr(first, text.find_last_not_of(kBlanks) - first + 1);
+}
+
+template <typename Number>
+std::optional<Number> to_number(std::string_view text) {
+  int base = 10;
+  if (text.starts_with("0x") || text.starts_with("0X")) {
+    text.remove_prefix(2);
+    base = 16;
+  }
+  Number value{};
+  const auto [end, error] = std::from_chars(text.data(), text.data() + text.size(), value, base);
+  if (error != std::errc{} || end != text.data() + text.size()) {
+    return std::nullopt;
+  }
+  return value;
+}
+
+// A whole number within [low, high]; otherwise the text of the problem.
+template <typename Number, typename Target>
+std::string set_number(std::string_view value, Number low, Number high, Target& target) {
+  const auto number = to_number<Number>(value);
+  if (!number || *number < low || *number > high) {
+    return "must be a number from " + std::to_string(low) + " to " + std::to_string(high);
+  }
+  target = Target(*number);
+  return {};
+}
+
+std::string set_text(std::string_view value, std::string& target) {
+  target = value;
+  return {};
+}
+
+// Levels 1 to 4 are the masks of the library's own log.
+std::string set_debug_level(std::string_view value, Config& config) {
+  constexpr std::array<int, 5> kMasks = {0, 0xFF, 0xFFFF, 0xFFFFFF, -1};
+  int level = 0;
+  std::string problem = set_number(value, 0L, 4L, level);
+  config.debug_level = kMasks[static_cast<std::size_t>(level)];
+  return problem;
+}
+
+constexpr long kMaxSize = 1L << 40;
+constexpr long kMaxSeconds = 86400;
+
+struct Keyword {
+  std::string_view name;
+  std::string (*set)(std::string_view value, Config& config);
+};
+
+constexpr Keyword kKeywords[] = {
+    {"LISTEN", [](std::string_view v, Config& c) { return parse_listen_address(v, c.listen); }},
+    {"WORKERS", [](std::string_view v, Config& c) { return set_number(v, 1L, 256L, c.workers); }},
+    {"MAX_HEADER_SIZE",
+     [](std::string_view v, Config& c) {
+       return set_number(v, 256L, 1L << 20, c.limits.max_header_bytes);
+     }},
+    {"MAX_BODY_SIZE",
+     [](std::string_view v, Config& c) {
+       return set_number(v, 0L, kMaxSize, c.limits.max_body_bytes);
+     }},
+    {"MAX_CONNECTIONS",
+     [](std::string_view v, Config& c) {
+       return set_number(v, 1L, 1000000L, c.limits.max_connections);
+     }},
+    {"IDLE_TIMEOUT",
+     [](std::string_view v, Config& c) {
+       return set_number(v, 1L, kMaxSeconds, c.limits.idle_timeout);
+     }},
+    {"REQUEST_TIMEOUT",
+     [](std::string_view v, Config& c) {
+       return set_number(v, 1L, kMaxSeconds, c.limits.request_timeout);
+     }},
+    {"CC", [](std::string_view v, Config& c) { return set_text(v, c.compiler); }},
+    {"SCRIPT_CFLAGS", [](std::string_view v, Config& c) { return set_text(v, c.script_flags); }},
+    {"USER", [](std::string_view v, Config& c) { return set_text(v, c.user); }},
+    {"VSD_DEBUG", [](std::string_view v, Config& c) { return set_debug_level(v, c); }},
+    {"VSD_MODULEMASK",
+     [](std::string_view v, Config& c) { return set_number(v, 0ULL, ~0ULL, c.module_mask); }},
+};
+
+constexpr std::string_view kLibraryDebug = "LIB_DEBUG";
+constexpr std::string_view kLibraryModuleMask = "LIB_MODULEMASK";
+constexpr std::string_view kLibraryLogSize = "LIB_LOG_SIZE";
+constexpr std::string_view kLibraryDoExit = "LIB_DO_EXIT";
+constexpr std::string_view kTimeStamp = "TIME_STAMP";
+constexpr std::array kLibraryKeywords = {kLibraryDebug, kLibraryModuleMask, kLibraryLogSize,
+                                         kLibraryDoExit, kTimeStamp};
+
+bool is_library_keyword(std::string_view keyword) {
+  for (const std::string_view known : kLibraryKeywords) {
+    if (keyword == known) {
+      return true;
+    }
+  }
+  return false;
+}
+
+std::pair<std::string_view, std::string_view> split_keyword(std::string_view line) {
+  const auto end = line.find_first_of(" \t");
+  if (end == std::string_view::npos) {
+    return {line, {}};
+  }
+  return {line.substr(0, end), trim(line.substr(end))};
+}
+
+// Reads one line that is neither blank nor a comment; returns what is wrong with it, or nothing.
+std::string read_line(std::string_view line, int number, Config& config) {
+  const auto [keyword, value] = split_keyword(line);
+  const std::string name(keyword);
+  if (value.empty()) {
+    return "keyword " + name + " has no value";
+  }
+  if (is_library_keyword(keyword)) {
+    config.library_lines.push_back({std::string(line), number});
+    return {};
+  }
+  for (const Keyword& known : kKeywords) {
+    if (known.name == keyword) {
+      const std::string problem = known.set(value, config);
+      return problem.empty() ? problem : name + " " + problem;
+    }
+  }
+  return "unknown keyword " + name;
+}
+
+// What the library's parser says of `line`, or nothing. The time-stamp keyword and the log size are
+// checked here, because the library ends the process on a bad mode and has no parser for the size.
+std::string apply_library_line(std::string line) {
+  const auto [keyword, value] = split_keyword(line);
+  if (keyword == kTimeStamp) {
+    int mode = 0;
+    std::string problem = set_number(value, 0L, 2L, mode);
+    if (problem.empty()) {
+      kw_set_time_stamp_mode(line.data());
+    }
+    return problem;
+  }
+  if (keyword == kLibraryLogSize) {
+    unsigned int size = 0;
+    std::string problem = set_number(value, 0L, 0x7FFFFFFFL, size);
+    if (problem.empty()) {
+      wzlb_util_set_debug_log_size(size);
+    }
+    return problem;
+  }
+  if (keyword == kLibraryModuleMask) {
+    std::array<char, 1024> message{};
+    return set_wzlb_modulemask(line.data(), message.data()) == 0 ? "" : message.data();
+  }
+  if (keyword == kLibraryDoExit) {
+    kw_set_lib_do_exit(line.data());
+    return {};
+  }
+  return set_wzlb_debug(line.data()) == 0 ? "" : "must be a number";
+}
+
+}  // namespace
+
+std::string parse_listen_address(std::string_view value, ListenAddress& listen) {
+  std::string host;
+  if (value.starts_with('[')) {
+    const auto end = value.find("]:");
+    if (end == std::string_view::npos) {
+      return "must be [IPv6 address]:port";
+    }
+    host = value.substr(1, end - 1);
+    value.remove_prefix(end + 2);
+  } else if (const auto colon = value.find(':');
+             colon != std::string_view::npos && !to_number<long>(value.substr(0, colon))) {
+    host = value.substr(0, colon);
+    value.remove_prefix(colon + 1);
+  }
+  const auto colon = value.find(':');
+  if (colon != std::string_view::npos) {
+    std::uint16_t external = 0;
+    if (std::string problem = set_number(value.substr(colon + 1), 1L, 65535L, external);
+        !problem.empty()) {
+      return "external port " + problem;
+    }
+    value = value.substr(0, colon);
+  }
+  std::uint16_t port = 0;
+  if (std::string problem = set_number(trim(value), 0L, 65535L, port); !problem.empty()) {
+    return "port " + problem;
+  }
+  listen = {std::move(host), port};
+  return {};
+}
+
+std::vector<Problem> read_config(const std::filesystem::path& file, Config& config) {
+  std::vector<Problem> problems;
+  std::ifstream in(file);
+  std::string text;
+  for (int number = 1; std::getline(in, text); ++number) {
+    const std::string_view line = trim(std::string_view(text).substr(0, text.find('#')));
+    if (line.empty()) {
+      continue;
+    }
+    if (std::string problem = read_line(line, number, config); !problem.empty()) {
+      problems.push_back({file, number, std::move(problem)});
+    }
+  }
+  return problems;
+}
+
+std::vector<Problem> apply_library_settings(const Config& config) {
+  const std::filesystem::path logs = config.root / "logs";
+  std::error_code ignored;  // an unwritable log folder shows when the first line is written
+  std::filesystem::create_directories(logs, ignored);
+  std::string debug_log = logs / "libwz_debug.log";
+  std::string error_log = logs / "libwz_error.log";
+  wzlb_util_set_log_filename(debug_log.data(), error_log.data());
+  wzlb_set_wdir(config.root.c_str());
+
+  std::vector<Problem> problems;
+  for (const LibraryLine& line : config.library_lines) {
+    if (std::string problem = apply_library_line(line.text); !problem.empty()) {
+      const std::string keyword(split_keyword(line.text).first);
+      problems.push_back({config.root / "vsd.conf", line.line, keyword + ": " + problem});
+    }
+  }
+  return problems;
+}
+
+}  // namespace vsd

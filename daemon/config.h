@@ -6,7 +6,10 @@
 #include <cstdint>
 #include <filesystem>
 #include <string>
+#include <string_view>
 #include <vector>
+
+#include "daemon/problem.h"
 
 namespace vsd {
 
@@ -16,18 +19,44 @@ struct HttpLimits {
   std::size_t max_body_bytes = 16 * 1024 * 1024;  // MAX_BODY_SIZE
   std::size_t max_connections = 10000;            // MAX_CONNECTIONS, per worker
   std::chrono::seconds idle_timeout{60};          // IDLE_TIMEOUT: between requests
-  std::chrono::seconds request_timeout{30};  // REQUEST_TIMEOUT: first to last byte of a request
+  std::chrono::seconds request_timeout{30};       // REQUEST_TIMEOUT: first to last byte
+};
+
+// Where to listen. An empty host means every address.
+struct ListenAddress {
+  std::string host;
+  std::uint16_t port = 0;  // 0: the system chooses one, the ready line tells which
+};
+
+// A keyword line that the library's own parsers take, kept whole with its place for messages.
+struct LibraryLine {
+  std::string text;
+  int line = 0;
 };
 
 struct Config {
-  std::filesystem::path root;  // VSD_ROOT
-  std::string listen_host = "127.0.0.1";
-  std::uint16_t listen_port = 8080;  // 0: let the system choose, printed at start
-  int workers = 1;                   // WORKERS
+  std::filesystem::path root;               // VSD_ROOT: the work directory
+  ListenAddress listen{"127.0.0.1", 8080};  // LISTEN [IP:]port[:external port]
+  int workers = 1;                          // WORKERS
   HttpLimits limits;
-  std::string compiler = "cc";  // CC
-  std::string script_flags;     // SCRIPT_CFLAGS
-  std::string user;             // USER: dropped to after the listeners are open
+  std::string compiler = "cc";             // CC
+  std::string script_flags;                // SCRIPT_CFLAGS, split at blanks
+  std::string user;                        // USER: dropped to once the listeners are open
+  int debug_level = 0;                     // VSD_DEBUG: level mask of the host's log
+  unsigned long long module_mask = ~0ULL;  // VSD_MODULEMASK
+  std::vector<LibraryLine> library_lines;  // LIB_DEBUG, LIB_MODULEMASK, LIB_DO_EXIT, ...
 };
+
+// Reads "8080", "127.0.0.1:8080", "[::1]:8080" or the three-field form with an external port, which
+// is checked and otherwise unused. Returns an empty text, or what is wrong with `value`.
+[[nodiscard]] std::string parse_listen_address(std::string_view value, ListenAddress& listen);
+
+// Reads the keyword lines of `file` into `config`; every bad line is one problem. A missing file is
+// no problem: the defaults serve.
+[[nodiscard]] std::vector<Problem> read_config(const std::filesystem::path& file, Config& config);
+
+// Hands the library's keyword lines to the library's parsers and names its log files below
+// `<root>/logs`. Process-wide; call once, before anything logs.
+[[nodiscard]] std::vector<Problem> apply_library_settings(const Config& config);
 
 }  // namespace vsd
