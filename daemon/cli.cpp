@@ -1,0 +1,61 @@
+#include "daemon/cli.h"
+
+#include <CLI/CLI.hpp>
+#include <cstdlib>
+
+namespace vsd {
+namespace {
+
+constexpr const char* kExamples = R"(Examples:
+  vsd new hello --root ./work          a work directory with one service that runs
+  vsd check --root ./work              every error of every service, with file and line
+  vsd run --root ./work                serve them on the address of vsd.conf
+  vsd run --root ./work --listen 9000  ... on another port (0: a free one, told at start)
+
+Exit status: 0 done, 1 failed, 2 wrong usage.)";
+
+std::string default_root() {
+  const char* root = std::getenv("VSD_ROOT");
+  return root != nullptr && *root != '\0' ? root : ".";
+}
+
+}  // namespace
+
+std::optional<CommandLine> parse_command_line(int argc, char** argv, int& exit_status) {
+  CommandLine line;
+  std::string root = default_root();
+
+  CLI::App app{
+      "vsd stands in for services that are not there: it answers requests with templates "
+      "and compiled C scripts."};
+  app.footer(kExamples);
+  app.set_version_flag("--version", WZ_VERSION);
+  app.require_subcommand(1);
+
+  const auto add_command = [&](const char* name, const char* description, Command command) {
+    CLI::App* sub = app.add_subcommand(name, description);
+    sub->add_option("--root", root, "Work directory (default: $VSD_ROOT, else the current one)");
+    sub->callback([&line, command] { line.command = command; });
+    return sub;
+  };
+  CLI::App* run = add_command("run", "Serve requests until SIGTERM", Command::run);
+  run->add_option("--listen", line.listen, "[IP:]port to listen on, over LISTEN of vsd.conf");
+  run->add_option("--workers", line.workers, "Worker processes, over WORKERS of vsd.conf")
+      ->check(CLI::Range(1, 256));
+  add_command("check", "Validate vsd.conf and every service, and build every script",
+              Command::check);
+  add_command("new", "Create a service that runs", Command::create)
+      ->add_option("name", line.service_name, "Name of the service")
+      ->required();
+
+  try {
+    app.parse(argc, argv);
+  } catch (const CLI::ParseError& error) {
+    exit_status = app.exit(error) == 0 ? kExitOk : kExitUsage;
+    return std::nullopt;
+  }
+  line.root = std::filesystem::absolute(root).lexically_normal();
+  return line;
+}
+
+}  // namespace vsd

@@ -1,0 +1,22 @@
+// The parent process: starts the workers, replaces one that dies, and ends them all on SIGTERM or
+// SIGINT. It never runs script code, so nothing that a script does can end the daemon.
+#pragma once
+
+#include <functional>
+
+namespace vsd {
+
+// What one worker process does: serve until asked to stop (SIGTERM), then return its exit status.
+// `ready` is to be called once, when it serves.
+using WorkerBody = std::function<int(int worker, const std::function<void()>& ready)>;
+
+struct SupervisorOptions {
+  int workers = 1;
+  std::function<void()> on_ready;  // in the parent, once every worker serves
+};
+
+// Runs until a signal asks the daemon to end and the workers have drained. Returns the exit status
+// of the daemon: 0 after a clean stop, 1 when the first workers could not start.
+[[nodiscard]] int supervise(const SupervisorOptions& options, const WorkerBody& body);
+
+}  // namespace vsd
