@@ -1,0 +1,44 @@
+// A service's compiled script, loaded into this process.
+#pragma once
+
+#include <filesystem>
+#include <memory>
+#include <optional>
+#include <string>
+
+namespace vsd {
+
+// Owns the loaded object; its functions may be called until it is destroyed. Objects are loaded
+// privately: two scripts may define the same names.
+class Script {
+ public:
+  // Nothing, with the reason in `error`, when the object cannot be loaded or defines neither
+  // post_recv nor pre_send.
+  static std::optional<Script> load(const std::filesystem::path& object, std::string& error);
+
+  // Called when the request has been read and its variables are filled.
+  void post_recv() const {
+    if (post_recv_ != nullptr) {
+      post_recv_();
+    }
+  }
+
+  // Called when the response has been chosen and its body is not yet evaluated.
+  void pre_send() const {
+    if (pre_send_ != nullptr) {
+      pre_send_();
+    }
+  }
+
+ private:
+  using Hook = void (*)();
+  struct Close {
+    void operator()(void* handle) const noexcept;
+  };
+
+  std::unique_ptr<void, Close> handle_;
+  Hook post_recv_ = nullptr;
+  Hook pre_send_ = nullptr;
+};
+
+}  // namespace vsd

@@ -1,0 +1,118 @@
+#include "daemon/service/response_template.h"
+
+#include <gtest/gtest.h>
+
+#include <map>
+
+namespace vsd {
+namespace {
+
+std::optional<VariableTarget> resolve(std::string_view name) {
+  static const std::map<std::string_view, VariableTarget> variables = {
+      {"order_id", {VSD_SEARCH_VAR, 0}},
+      {"items", {SCRATCH_VAR, 1}},
+      {"today", {VSD_DATE_VAR, 2}},
+      {"stock", {VSD_INDEX_VAR, 3}},
+      {"method", {SYS_VAR_HTTP_METHOD_TYPE, 4}},
+      {"items_2", {VSD_QUERY_VAR, 5}},
+      {"gone", {8, 6}}};
+  const auto found = variables.find(name);
+  return found == variables.end() ? std::nullopt : std::optional(found->second);
+}
+
+// The pieces as text: literals as they are, v<slot>, e<slot>.<element> and r<text> in angle
+// brackets.
+std::string describe(std::string_view text) {
+  std::string description;
+  std::size_t expected_offset = 0;
+  for (const TemplatePiece& piece : compile_template(text, resolve)) {
+    EXPECT_EQ(piece.offset, expected_offset) << text;  // nothing lost, nothing twice
+    expected_offset = piece.offset + piece.length;
+    const std::string_view source = text.substr(piece.offset, piece.length);
+    switch (piece.kind) {
+      case PieceKind::literal:
+        description += source;
+        break;
+      case PieceKind::value:
+        description += "<v" + std::to_string(piece.slot) + ">";
+        break;
+      case PieceKind::element:
+        description +=
+            "<e" + std::to_string(piece.slot) + "." + std::to_string(piece.element) + ">";
+        break;
+      case PieceKind::reference:
+        description.append("<r").append(source).append(">");
+        break;
+    }
+  }
+  EXPECT_EQ(expected_offset, text.size()) << text;
+  return description;
+}
+
+TEST(ResponseTemplate, InnermostBracesOfKnownVariablesAreReferences) {
+  const struct {
+    std::string text;
+    std::string pieces;
+  } cases[] = {
+      {"", ""},
+      {"no braces", "no braces"},
+      {"{order_id}", "<v0>"},
+      {"a{order_id}{order_id}b", "a<v0><v0>b"},
+      {R"({"id":"{order_id}"})", R"({"id":"<v0>"})"},
+      {"{{order_id}}", "{<v0>}"},
+      {"{{{order_id}", "{{<v0>"},
+      {"{unknown}{order_id}", "{unknown}<v0>"},
+      {R"({"a":{"b":[{"c":"{order_id}"}]}})", R"({"a":{"b":[{"c":"<v0>"}]}})"},
+      {"}{order_id", "}{order_id"},
+      {"{", "{"},
+      {"{}{order_id}", "{}<v0>"},
+      {"{order_id more}{order_id,x}{order_id\tx}", "<v0><v0><v0>"},
+      {"{ order_id}{Order_id}", "{ order_id}{Order_id}"},
+      {"{today}{today,%Y-%m-%d}", "<r{today}><r{today,%Y-%m-%d}>"},
+      {"{stock}{method}", "<r{stock}><r{method}>"},
+      {"{items}{items_1}{items_03}{items_2}", "<v1><e1.1><e1.3><v5>"},
+      {"{items_count}{items_COUNT}{order_id_count}",
+       "<r{items_count}><r{items_COUNT}><r{order_id_count}>"},
+      {"{items_0}{items_}{items_x}{items_-1}{_1}", "{items_0}{items_}{items_x}{items_-1}{_1}"},
+      {"{items_4294967297}{items_2147483648}", "{items_4294967297}{items_2147483648}"},
+      {"{stock_1}{today_count}{gone_1}{gone}", "{stock_1}{today_count}{gone_1}<v6>"},
+      {std::string("{today,\0}{order_id\0}\0", 22), std::string("{today,\0}{order_id\0}\0", 22)},
+  };
+  for (const auto& test : cases) {
+    EXPECT_EQ(describe(test.text), test.pieces) << test.text;
+  }
+  const std::string long_name(1024, 'n');
+  const auto any = [](std::string_view) { return std::optional<VariableTarget>{{SCRATCH_VAR, 0}}; };
+  EXPECT_EQ(compile_template("{" + long_name + "}", any).front().kind, PieceKind::literal);
+  EXPECT_EQ(compile_template("{" + long_name.substr(1) + "}", any).front().kind, PieceKind::value);
+}
+
+TEST(ResponseTemplate, InsertsStoredValuesWhole) {
+  std::string binary("a\0b", 3);
+  std::string first = "one";
+  std::string second("t\0o", 3);
+  ArrayValEntry elements[] = {{first.data(), 3}, {second.data(), 3}};
+  UserVarEntry table[7] = {};
+  table[0].value.value = binary.data();
+  table[0].length = 3;
+  table[1].flags = WZ_USER_VAR_IS_ARRAY;
+  table[1].value.array = elements;
+  table[1].length = 2;
+  connection current{};
+  current.uvtable = table;
+
+  TemplateEvaluator evaluator;
+  std::string out = ">";
+  const std::string_view text = "{order_id}|{items}|{items_02}|{gone}|";
+  evaluator.append(text, compile_template(text, resolve), current, out);
+  EXPECT_EQ(out, std::string(">a\0b|one|t\0o||", 14));
+
+  table[1].length = 0;
+  table[1].value.array = nullptr;
+  out.clear();
+  evaluator.append("{items}", compile_template("{items}", resolve), current, out);
+  EXPECT_EQ(out, "");
+}
+
+}  // namespace
+}  // namespace vsd
