@@ -21,6 +21,11 @@ inline bool tracing(int level, unsigned long long module) noexcept {
   return (level & config->debug_level) != 0 && (module & config->module_mask) != 0;
 }
 
+// Without an open error log the error lines of scripts go nowhere.
+inline bool error_log_is_open() noexcept {
+  return &vsd_error_log_ex != nullptr && &g_err_log != nullptr && g_err_log != nullptr;
+}
+
 }  // namespace wz::script
 
 // VSD_TRACE(level, module, format, ...): a debug line of the script API for the current connection.
@@ -29,6 +34,17 @@ inline bool tracing(int level, unsigned long long module) noexcept {
     if (wz::script::tracing((level), (module))) {                                              \
       vsd_debug_log_ex((level), (module), const_cast<char*>(__FILE_NAME__), __LINE__,          \
                        const_cast<char*>(__func__), &cur_cptr != nullptr ? cur_cptr : nullptr, \
+                       const_cast<char*>(format) __VA_OPT__(, ) __VA_ARGS__);                  \
+    }                                                                                          \
+  } while (0)
+
+// VSD_ERROR(severity, format, ...): a line of the host's error log, when one is open.
+#define VSD_ERROR(severity, format, ...)                                                       \
+  do {                                                                                         \
+    if (wz::script::error_log_is_open()) {                                                     \
+      vsd_error_log_ex((severity), const_cast<char*>(__FILE_NAME__), __LINE__,                 \
+                       const_cast<char*>(__func__), &cur_cptr != nullptr ? cur_cptr : nullptr, \
+                       const_cast<char*>(""), const_cast<char*>(""),                           \
                        const_cast<char*>(format) __VA_OPT__(, ) __VA_ARGS__);                  \
     }                                                                                          \
   } while (0)

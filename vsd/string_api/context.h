@@ -1,0 +1,149 @@
+// The script API's only view of the host's records: the current connection, the service it serves
+// and that service's compiled variables.
+//
+// A host may be missing (the library loaded by a tool), may be serving nobody, or may serve a
+// connection that matched no service. Context folds all of that into one question, "are there
+// variables?", asked once per call: without them every name resolves to nothing.
+#pragma once
+
+#include <wz/vsd_host.h>
+
+#include <climits>
+#include <cstddef>
+#include <string_view>
+
+namespace wz::script {
+
+// The longest variable name; longer ones name nothing.
+inline constexpr std::size_t kMaxNameLength = 1023;
+
+inline constexpr int kNotFound = -1;
+
+// ArrayReference::index of `name_count`.
+inline constexpr int kCountIndex = -1;
+
+// The connection being served; null outside a request and in a process that is no host.
+inline connection* current_connection() noexcept {
+  return &cur_cptr != nullptr ? cur_cptr : nullptr;
+}
+
+// The record `distance` bytes after `base`: how everything inside a service image is linked.
+template <typename Record, typename Base>
+Record* at_distance(Base* base, long distance) noexcept {
+  return reinterpret_cast<Record*>(reinterpret_cast<char*>(base) + distance);
+}
+
+// What a variable kind allows.
+struct KindTraits {
+  bool in_uvtable : 1;  // its value is an entry of the connection's uvtable
+  bool indexable : 1;   // `name_N` and `name_count` are references to it
+  bool writable : 1;    // scripts may save to it
+};
+
+constexpr KindTraits kind_traits(int kind) noexcept {
+  switch (kind) {
+    case 2:
+    case SCRATCH_VAR:
+    case 5:
+    case 15:
+    case 20:
+    case 23:
+    case 24:
+    case 25:
+      return {.in_uvtable = true, .indexable = true, .writable = true};
+    case 14:
+      return {.in_uvtable = true, .indexable = false, .writable = true};
+    case 16:
+    case 17:
+      return {.in_uvtable = true, .indexable = true, .writable = false};
+    case 8:
+    case 9:
+    case 10:
+    case 11:
+    case 12:
+    case 21:
+      return {.in_uvtable = true, .indexable = false, .writable = false};
+    default:
+      return {};
+  }
+}
+
+class Context {
+ public:
+  // The context of the connection being served.
+  static Context current() noexcept { return Context(current_connection()); }
+
+  explicit Context(connection* cptr) noexcept : cptr_(cptr) {
+    if (cptr == nullptr || cptr->scptr == nullptr || cptr->scptr->cr_scptr_idx == 0 ||
+        &vsd_hash_table_shm_get_param == nullptr) {
+      return;
+    }
+    block_ = at_distance<cr_scontents>(cptr->scptr, cptr->scptr->cr_scptr_idx);
+    if (block_->vars_trans_table_idx != 0) {
+      variables_ = at_distance<VarTransTableEntry>(block_, block_->vars_trans_table_idx);
+    }
+  }
+
+  // The variable's hash code, or kNotFound.
+  [[nodiscard]] int find(std::string_view name) const noexcept {
+    if (variables_ == nullptr || name.empty() || name.size() > kMaxNameLength) {
+      return kNotFound;
+    }
+    const int hash_code = vsd_hash_table_shm_get_param(
+        at_distance<char>(block_, block_->var_hash_table_idx), const_cast<char*>(name.data()),
+        static_cast<int>(name.size()), block_->var_hash_table_next_state);
+    return hash_code >= 0 ? hash_code : kNotFound;
+  }
+
+  // The translation entry of a hash code that find() returned.
+  [[nodiscard]] const VarTransTableEntry& variable(int hash_code) const noexcept {
+    return variables_[hash_code];
+  }
+
+  // The entry that holds the variable's value; null for kinds without one.
+  [[nodiscard]] UserVarEntry* value_entry(const VarTransTableEntry& variable) const noexcept {
+    return cptr_->uvtable != nullptr && kind_traits(variable.var_type).in_uvtable
+               ? &cptr_->uvtable[variable.user_var_table_idx]
+               : nullptr;
+  }
+
+  [[nodiscard]] connection* cptr() const noexcept { return cptr_; }
+  // Only valid after a successful find().
+  [[nodiscard]] cr_scontents* block() const noexcept { return block_; }
+  [[nodiscard]] char* pool_text(long distance) const noexcept {
+    return at_distance<char>(cptr_->scptr, cptr_->scptr->string_big_buf_idx) + distance;
+  }
+
+ private:
+  connection* cptr_;
+  cr_scontents* block_ = nullptr;
+  const VarTransTableEntry* variables_ = nullptr;
+};
+
+inline bool is_array(const UserVarEntry* entry) noexcept {
+  return entry != nullptr && (entry->flags & WZ_USER_VAR_IS_ARRAY) != 0;
+}
+
+// Lengths are unsigned in the records and int in the exported interfaces.
+inline int to_int(std::size_t length) noexcept {
+  return length < INT_MAX ? static_cast<int>(length) : INT_MAX;
+}
+
+// `name_N` or `name_count` taken apart.
+struct ArrayReference {
+  int hash_code = kNotFound;  // of the base variable
+  int index = 0;              // kCountIndex, or the number: 1 is the first element, 0 is none
+};
+
+// Splits a name that is no variable itself at its last underscore.
+ArrayReference find_array_reference(const Context& context, std::string_view name) noexcept;
+
+// A NUL-terminated copy of a name for the length of a call.
+struct NameText {
+  explicit NameText(std::string_view name) noexcept {
+    text[name.copy(text, kMaxNameLength)] = '\0';
+  }
+  char text[kMaxNameLength + 1];
+};
+
+}  // namespace wz::script

@@ -1,0 +1,42 @@
+// The one growable buffer that templates are expanded into. It grows in steps of 1024 bytes and is
+// never given back, so that evaluation soon stops allocating; every evaluation overwrites the last.
+#pragma once
+
+namespace wz::script {
+
+class OutputBuffer {
+ public:
+  static constexpr int kStep = 1024;
+
+  [[nodiscard]] char* data() const noexcept { return data_; }
+
+  // Whether `length` more bytes and a NUL fit behind the `used` bytes already written; one byte
+  // always stays unused.
+  [[nodiscard]] bool fits(int used, int length) const noexcept {
+    return static_cast<long>(used) + length + 1 < capacity_;
+  }
+
+  // Makes them fit. Growth may move the buffer; false when it failed.
+  [[nodiscard]] bool reserve(int used, int length) noexcept {
+    return fits(used, length) || grow_beyond(static_cast<long>(used) + length + 1);
+  }
+
+  // Grows by `steps` steps at once.
+  [[nodiscard]] bool grow(long steps) noexcept;
+
+  // Whether `pointer` points into the buffer.
+  [[nodiscard]] bool holds(const char* pointer) const noexcept {
+    return data_ != nullptr && pointer >= data_ && pointer < data_ + capacity_;
+  }
+
+ private:
+  [[nodiscard]] bool grow_beyond(long needed) noexcept;
+
+  char* data_ = nullptr;
+  int capacity_ = 0;
+};
+
+// One per process: the script API serves one request at a time.
+extern OutputBuffer output_buffer;
+
+}  // namespace wz::script
