@@ -26,6 +26,7 @@ enum vsd_var_kind {
   SCRATCH_VAR = 3,
   VSD_DATE_VAR = 4,
   VSD_QUERY_VAR = 5,
+  VSD_REQUEST_VAR = 8,
   VSD_INDEX_VAR = 13,
   VSD_GLOBAL_INDEX_VAR = 18,
   SYS_VAR_HTTP_METHOD_TYPE = 22,
@@ -33,6 +34,9 @@ enum vsd_var_kind {
   SYS_VAR_FWD_PORT = 27,
   SYS_VAR_FWD_PROTOCOL = 28
 };
+
+/** Bytes that the buffer holds into which a date variable's format is written. */
+#define VSD_DATE_FORMAT_SIZE 1024
 
 /* ---- per-request response data --------------------------------------------------------------- */
 
@@ -119,6 +123,7 @@ typedef struct connection {
 typedef struct Cr_file_seg {
   long backend_host_name;
   int backend_host_name_len;
+  unsigned short backend_port; /**< the host's */
 } Cr_file_seg;
 
 typedef struct scontents {

@@ -1,0 +1,104 @@
+#include "daemon/service/service_loader.h"
+
+#include <algorithm>
+#include <fstream>
+#include <iterator>
+#include <map>
+
+#include "daemon/service/date_declaration.h"
+
+namespace vsd {
+namespace {
+
+namespace fs = std::filesystem;
+
+// The folders in `folder`, by name. A folder that is not there has none.
+std::vector<fs::path> folders_in(const fs::path& folder) {
+  std::vector<fs::path> found;
+  std::error_code error;
+  for (fs::directory_iterator entry(folder, error), end; !error && entry != end;
+       entry.increment(error)) {
+    std::error_code ignored;
+    if (entry->is_directory(ignored)) {
+      found.push_back(entry->path());
+    }
+  }
+  std::sort(found.begin(), found.end());
+  return found;
+}
+
+// Every folder below correlation/<project>/<subproject>/services is a service.
+std::vector<fs::path> service_folders(const fs::path& root) {
+  std::vector<fs::path> found;
+  for (const fs::path& project : folders_in(root / "correlation")) {
+    for (const fs::path& subproject : folders_in(project)) {
+      const std::vector<fs::path> services = folders_in(subproject / "services");
+      found.insert(found.end(), services.begin(), services.end());
+    }
+  }
+  return found;
+}
+
+bool load_service(const fs::path& folder, ServiceDefinition& service,
+                  std::vector<Problem>& problems) {
+  service.folder = folder;
+  service.file = folder / "service.wz";
+  std::ifstream file(service.file, std::ios::binary);
+  if (!file) {
+    problems.push_back({service.file, 0, "the file is missing or cannot be read"});
+    return false;
+  }
+  std::error_code ignored;
+  if (fs::exists(folder / "script.c", ignored)) {
+    service.script = folder / "script.c";
+  }
+  const std::string text{std::istreambuf_iterator<char>(file), {}};
+  return read_service(text, service, problems);
+}
+
+// Which service answers a method and URL.
+class Addresses {
+ public:
+  // Takes the addresses of `service`, or reports the first one that another service has.
+  bool claim(const ServiceDefinition& service, std::vector<Problem>& problems) {
+    for (const std::string& method : service.methods) {
+      const auto found = owners_.find({service.url, method});
+      if (found != owners_.end()) {
+        problems.push_back({service.file, service.line,
+                            "service '" + service.name + "' answers " + method + " " + service.url +
+                                " like service '" + found->second.name + "' in " +
+                                found->second.file.string()});
+        return false;
+      }
+    }
+    for (const std::string& method : service.methods) {
+      owners_.insert({{service.url, method}, {service.name, service.file}});
+    }
+    return true;
+  }
+
+ private:
+  struct Owner {
+    std::string name;
+    fs::path file;
+  };
+  std::map<std::pair<std::string, std::string>, Owner> owners_;
+};
+
+}  // namespace
+
+LoadedServices load_services(const fs::path& root) {
+  forget_holidays();
+  LoadedServices loaded;
+  Addresses addresses;
+  for (const fs::path& folder : service_folders(root)) {
+    ServiceDefinition service;
+    if (load_service(folder, service, loaded.problems) &&
+        addresses.claim(service, loaded.problems)) {
+      loaded.services.push_back(std::move(service));
+    }
+  }
+  return loaded;
+}
+
+}  // namespace vsd

@@ -1,0 +1,273 @@
+// Reads the declarations of one service.wz. Every declaration is read to its end, whatever was
+// wrong before, so that the operator sees all errors at once.
+#include <wz/wzlb_parse_api.h>
+
+#include <algorithm>
+#include <iterator>
+#include <limits>
+#include <memory>
+
+#include "daemon/service/declaration_fields.h"
+#include "daemon/service/declaration_splitter.h"
+#include "daemon/service/service_loader.h"
+#include "daemon/service/variable_declarations.h"
+
+namespace vsd {
+namespace {
+
+namespace fs = std::filesystem;
+
+// The variable table is indexed by 16 bits, and the system variables need a few entries.
+constexpr std::size_t kMaxVariables = 65000;
+constexpr std::size_t kMaxMethodLength = sizeof(HttpMethodInfo::http_method);
+
+// A request target may hold any visible character; '?' would start the query and '#' never arrives.
+bool is_path(std::string_view url) {
+  return url.starts_with('/') && std::all_of(url.begin(), url.end(), [](char c) {
+           return c > ' ' && c != 0x7F && c != '?' && c != '#';
+         });
+}
+
+bool is_method(std::string_view method) {
+  return !method.empty() && method.size() <= kMaxMethodLength &&
+         std::all_of(method.begin(), method.end(),
+                     [](char c) { return (c >= 'A' && c <= 'Z') || c == '-'; });
+}
+
+// "Name: value" without line ends. Length and framing are the daemon's to write.
+bool is_header_line(std::string_view line) {
+  const std::size_t colon = line.find(':');
+  return colon != std::string_view::npos && colon > 0 &&
+         line.find_first_of("\r\n") == std::string_view::npos &&
+         line.substr(0, colon).find_first_of(" \t") == std::string_view::npos;
+}
+
+std::string type_of(const fs::path& file) {
+  constexpr std::pair<std::string_view, std::string_view> types[] = {
+      {".xml", "text/xml"},  {".json", "application/json"}, {".html", "text/html"},
+      {".htm", "text/html"}, {".txt", "text/plain"},        {".js", "text/javascript"},
+      {".css", "text/css"},  {".csv", "text/csv"},
+  };
+  const std::string extension = file.extension();
+  for (const auto& [known, type] : types) {
+    if (equal_ignoring_case(known, extension)) {
+      return std::string(type);
+    }
+  }
+  return "application/octet-stream";
+}
+
+// The library's message repeats the place and the line; the problem record has both.
+std::string short_parse_message(const std::string& message) {
+  constexpr std::string_view lead = "is not in correct format - ";
+  const std::size_t start = message.find(lead);
+  const std::size_t begin = start == std::string::npos ? 0 : start + lead.size();
+  return message.substr(begin, message.find("\nLine = [", begin) - begin);
+}
+
+class ServiceReader {
+ public:
+  ServiceReader(ServiceDefinition& service, std::vector<Problem>& problems)
+      : service_(service), problems_(problems) {}
+
+  void read(std::string_view text) {
+    for (DeclarationText& declaration : split_declarations(text)) {
+      line_ = declaration.line;
+      if (declaration.problem.empty()) {
+        read_declaration(declaration.text);
+      } else {
+        report_(std::move(declaration.problem));
+      }
+    }
+    check_whole();
+  }
+
+ private:
+  void read_declaration(std::string& text) {
+    const std::string file = service_.file.string();
+    // The message repeats the line and, for some errors, a value of it.
+    std::string message(2 * text.size() + file.size() + 1024, '\0');
+    if (parse_api_ex(parsed_.get(), text.data(), const_cast<char*>(file.c_str()), message.data(),
+                     line_, 1, 1) != 0) {
+      report_(short_parse_message(message.c_str()));
+      return;
+    }
+    const std::string_view api = parsed_->api_name;
+    const VariableReader read_variable = find_variable_reader(api);
+    if (api != "wz_service" && api != "wz_response" && read_variable == nullptr) {
+      report_("unknown declaration '" + std::string(api) + "'");
+      return;
+    }
+    current_ = std::string(api);
+    DeclarationFields fields(*parsed_, report_);
+    if (read_variable != nullptr) {
+      add_variable(fields, text, read_variable);
+    } else if (api == "wz_service") {
+      set_service(fields);
+    } else {
+      add_response(fields);
+    }
+    fields.finish();
+    current_.clear();
+  }
+
+  void set_service(DeclarationFields& fields) {
+    if (service_.line != 0) {
+      report_("is given more than once");
+    }
+    service_.line = line_;
+    service_.name = fields.name();
+    service_.methods.clear();
+    const std::string methods = fields.text("method").value_or("GET");
+    for (const std::string_view part : split(methods, '|')) {
+      const std::string method(trim_blanks(part));
+      if (!is_method(method)) {
+        report_("method=" + methods + " is wrong: it must be a list, separated by '|', of " +
+                "upper-case method names of at most 8 letters");
+        break;
+      }
+      service_.methods.push_back(method);
+    }
+    service_.url = fields.required_text("url");
+    if (!service_.url.empty() && !is_path(service_.url)) {
+      report_("url=" + service_.url + " is wrong: it must be a path that starts with '/' and has " +
+              "no query");
+    }
+  }
+
+  void add_variable(DeclarationFields& fields, const std::string& text,
+                    VariableReader read_fields) {
+    VariableDefinition variable;
+    variable.name = fields.name();
+    variable.line = line_;
+    read_fields(fields, {service_.folder, text, line_}, report_, variable);
+    const VariableDefinition* first = find_variable(variable.name);
+    if (first != nullptr && !variable.name.empty()) {
+      report_("variable '" + variable.name + "' is declared already on line " +
+              std::to_string(first->line));
+    } else if (service_.variables.size() == kMaxVariables) {
+      report_("the service has more than " + std::to_string(kMaxVariables) + " variables");
+    }
+    service_.variables.push_back(std::move(variable));
+  }
+
+  void add_response(DeclarationFields& fields) {
+    ResponseDefinition response;
+    response.name = fields.name();
+    response.line = line_;
+    response.text = read_named_file(fields, "file", service_.folder, report_, response.file);
+    response.status = fields.number("status", 200, 599, 200);
+    response.content_type = fields.text("type").value_or(type_of(response.file));
+    if (response.content_type.empty() ||
+        response.content_type.find_first_of("\r\n") != std::string::npos) {
+      report_("type= must be a media type");
+    }
+    response.headers = fields.texts("header");
+    for (const std::string& header : response.headers) {
+      if (!is_header_line(header)) {
+        report_("header=" + header + " is wrong: it must be a name, a colon and a value");
+      }
+    }
+    const auto when = fields.text("when");
+    const auto equals = fields.text("equals");
+    if (when.has_value() != equals.has_value()) {
+      report_("when= and equals= belong together");
+    }
+    response.is_conditional = when.has_value();
+    response.when = when.value_or("");
+    response.equals = equals.value_or("");
+    for (const ResponseDefinition& other : service_.responses) {
+      if (other.name == response.name && !response.name.empty()) {
+        report_("response '" + response.name + "' is declared already on line " +
+                std::to_string(other.line));
+      }
+    }
+    service_.responses.push_back(std::move(response));
+  }
+
+  const VariableDefinition* find_variable(std::string_view name) const {
+    const auto found =
+        std::find_if(service_.variables.begin(), service_.variables.end(),
+                     [name](const VariableDefinition& other) { return other.name == name; });
+    return found == service_.variables.end() ? nullptr : &*found;
+  }
+
+  // What only the declarations together tell.
+  void check_whole() {
+    line_ = 0;
+    if (service_.line == 0) {
+      report_("there is no wz_service declaration");
+    }
+    for (const VariableDefinition& variable : service_.variables) {
+      line_ = variable.line;
+      check_references(variable);
+    }
+    check_responses();
+  }
+
+  void check_references(const VariableDefinition& variable) {
+    if (const auto* search = std::get_if<SearchSource>(&variable.source);
+        search != nullptr && !search->in_variable.empty()) {
+      const VariableDefinition* in = find_variable(search->in_variable);
+      if (in == nullptr) {
+        report_("wz_search_var: in=" + search->in_variable +
+                " is neither body, head, url nor a variable");
+      } else if (in->kind != SCRATCH_VAR || in->is_array) {
+        report_("wz_search_var: in=" + search->in_variable +
+                " is no scratch variable; only those can be searched");
+      }
+    }
+    if (const auto* index = std::get_if<IndexSource>(&variable.source);
+        index != nullptr && !index->key_variable.empty()) {
+      const VariableDefinition* key = find_variable(index->key_variable);
+      if (key == nullptr || key->is_array || key->kind == VSD_DATE_VAR ||
+          key->kind == VSD_INDEX_VAR) {
+        report_("wz_index_var: key=" + index->key_variable +
+                " is no search, query, request or scratch variable");
+      }
+    }
+  }
+
+  void check_responses() {
+    const ResponseDefinition* fallback = nullptr;
+    for (const ResponseDefinition& response : service_.responses) {
+      line_ = response.line;
+      if (response.is_conditional) {
+        continue;
+      }
+      if (fallback != nullptr) {
+        report_("wz_response: '" + response.name + "' would never be chosen, because '" +
+                fallback->name + "' has no when= either");
+      } else {
+        fallback = &response;
+      }
+    }
+    line_ = 0;
+    if (fallback == nullptr) {
+      report_(service_.responses.empty() ? "there is no wz_response declaration"
+                                         : "every wz_response has a when=; one must have none");
+    }
+  }
+
+  ServiceDefinition& service_;
+  std::vector<Problem>& problems_;
+  int line_ = 0;
+  std::string current_;  // name of the declaration being read
+  DeclarationFields::Report report_ = [this](std::string text) {
+    std::replace(text.begin(), text.end(), '\n', ' ');
+    problems_.push_back(
+        {service_.file, line_, current_.empty() ? std::move(text) : current_ + ": " + text});
+  };
+  std::unique_ptr<WZApi> parsed_ = std::make_unique<WZApi>();
+};
+
+}  // namespace
+
+bool read_service(std::string_view text, ServiceDefinition& service,
+                  std::vector<Problem>& problems) {
+  const std::size_t before = problems.size();
+  ServiceReader(service, problems).read(text);
+  return problems.size() == before;
+}
+
+}  // namespace vsd
