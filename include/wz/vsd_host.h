@@ -36,7 +36,7 @@ enum vsd_var_kind {
 };
 
 /** Bytes that the buffer holds into which a date variable's format is written. */
-#define VSD_DATE_FORMAT_SIZE 1024
+#define VSD_DATE_FORMAT_SIZE 4097
 
 /* ---- per-request response data --------------------------------------------------------------- */
 
