@@ -1,15 +1,243 @@
-// Seed of tracked allocation: plain blocks.
+// Tracked allocation. A block is an ordinary malloc block without any header, so plain free() is
+// always right; what the module knows about it lies behind the caller's bytes:
+//
+//   | size + pad bytes of the caller | "CMemDbg" | slack ... | tail |
+//
+// The guard shows an overrun in a memory dump. The tail, in the last bytes that malloc gave, tells
+// how far the guard is from the end, so that growing and freeing can count the block's size.
+#include <malloc.h>
 #include <wz/wzlb_alloc.h>
+#include <wz/wzlb_log.h>
+#include <wz/wzlb_mem_map.h>
 
+#include <cerrno>
+#include <cstdint>
+#include <cstdio>
 #include <cstdlib>
+#include <cstring>
 
-void* wzlb_tracked_malloc(long size, const char*, const char*, int, const char*) {
-  return size > 0 ? std::malloc(static_cast<std::size_t>(size)) : nullptr;
+#include "libwzcore/internal/trace.h"
+
+// A trace that names the place of the caller, not of this module.
+#define CALLER_TRACE(level, format, ...)                                                         \
+  do {                                                                                           \
+    if (wz::tracing((level), WZLB_MODULE_MEMORY)) {                                              \
+      wzlb_debug_log_ex((level), WZLB_MODULE_MEMORY, wz::mutable_text(caller.file), caller.line, \
+                        wz::mutable_text(caller.function),                                       \
+                        const_cast<char*>(format) __VA_OPT__(, ) __VA_ARGS__);                   \
+    }                                                                                            \
+  } while (0)
+
+namespace {
+
+struct Caller {
+  const char* label;
+  const char* file;
+  int line;
+  const char* function;
+};
+
+constexpr char kGuard[] = "CMemDbg";
+constexpr std::size_t kGuardSize = sizeof kGuard - 1;
+constexpr std::size_t kGuardRoom = 8;  // the guard and at least one byte of tail
+
+// Tail: one byte with the distance from the guard to the block's end, or kLongTail and the
+// distance in the four bytes before it.
+constexpr unsigned char kLongTail = 0xFF;
+
+// Initial-exec: one register-relative access. The few bytes fit the space that the dynamic loader
+// keeps for libraries that are loaded late.
+[[gnu::tls_model("initial-exec")]] constinit thread_local WzlbMemStats mem_stats{};
+[[gnu::tls_model("initial-exec")]] constinit thread_local std::size_t pad_length = 0;
+
+std::size_t counted_size(const void* block, std::size_t size) {
+  return wzlb_get_mem_chunk_size(static_cast<char*>(const_cast<void*>(block)), size);
 }
-void* wzlb_tracked_realloc(void* pointer, long size, const char*, int, const char*, int,
-                           const char*) {
-  return std::realloc(pointer, static_cast<std::size_t>(size));
+
+// Seals a block of `size` bytes of the caller (pad included).
+void write_guard(void* block, std::size_t size) {
+  auto* const bytes = static_cast<unsigned char*>(block);
+  std::memcpy(bytes + size, kGuard, kGuardSize);
+  const std::size_t end = malloc_usable_size(block);
+  const std::size_t distance = end - size;
+  if (distance < kLongTail) {
+    bytes[end - 1] = static_cast<unsigned char>(distance);
+    return;
+  }
+  const auto long_distance = static_cast<std::uint32_t>(distance);
+  bytes[end - 1] = kLongTail;
+  std::memcpy(bytes + end - 1 - sizeof long_distance, &long_distance, sizeof long_distance);
 }
-void wzlb_tracked_free(void* pointer, const char*, int, const char*, int, const char*) {
+
+// Size of a sealed block; 0 for one that came from elsewhere or whose guard was overwritten.
+std::size_t guarded_size(void* block) {
+  const auto* const bytes = static_cast<const unsigned char*>(block);
+  const std::size_t end = malloc_usable_size(block);
+  if (end < kGuardRoom) {
+    return 0;
+  }
+  std::size_t distance = bytes[end - 1];
+  if (distance == kLongTail) {
+    std::uint32_t long_distance = 0;
+    std::memcpy(&long_distance, bytes + end - 1 - sizeof long_distance, sizeof long_distance);
+    distance = long_distance;
+  }
+  if (distance < kGuardRoom || distance > end ||
+      std::memcmp(bytes + end - distance, kGuard, kGuardSize) != 0) {
+    return 0;
+  }
+  return end - distance;
+}
+
+void count_allocated(std::size_t size) {
+  mem_stats.cumulative_allocated += size;
+  mem_stats.periodic_allocated += size;
+}
+
+void count_freed(std::size_t size) {
+  mem_stats.cumulative_freed += size;
+  mem_stats.periodic_freed += size;
+}
+
+double megabytes(unsigned long long bytes) {
+  return static_cast<double>(bytes) / 1048576;
+}
+
+// More may have been freed than was allocated, by this thread or in this period.
+double net_megabytes(unsigned long long allocated, unsigned long long freed) {
+  return static_cast<double>(static_cast<long long>(allocated - freed)) / 1048576;
+}
+
+void trace_statistics(const Caller& caller) {
+  CALLER_TRACE(WZLB_LEVEL_1,
+               "MEM_STATS: Cumulative allocated memory = %'.3f MB, periodic allocated memory = "
+               "%'.3f MB, Cumulative freed memory = %'.3f MB, periodic freed memory = %'.3f MB, "
+               "Cumulative Net allocated memory =  %'.3f MB, Periodic Net allocated memory =  "
+               "%'.3f MB",
+               megabytes(mem_stats.cumulative_allocated), megabytes(mem_stats.periodic_allocated),
+               megabytes(mem_stats.cumulative_freed), megabytes(mem_stats.periodic_freed),
+               net_megabytes(mem_stats.cumulative_allocated, mem_stats.cumulative_freed),
+               net_megabytes(mem_stats.periodic_allocated, mem_stats.periodic_freed));
+}
+
+void offer_to_map(void* block, std::size_t size, const Caller& caller) {
+  wzlb_mem_map_add(block, size, wz::mutable_text(caller.label), wz::mutable_text(caller.file),
+                   caller.line, wz::mutable_text(caller.function));
+}
+
+[[noreturn]] void refuse_negative_size(long size, const Caller& caller) {
+  std::fprintf(stderr, "%s|%d|%s|%s|WZLB: Trying to malloc a negative size (%ld)\n", caller.file,
+               caller.line, caller.function, caller.label, size);
+  std::exit(-1);
+}
+
+[[noreturn]] void refuse_reallocation_size(long size, int index, const Caller& caller) {
+  std::fprintf(stderr,
+               "%s|%d|%s|%s|WZLB: Trying to realloc a negative or 0 size (%ld) for index %d\n",
+               caller.file, caller.line, caller.function, caller.label, size, index);
+  std::exit(-1);
+}
+
+[[noreturn]] void report_no_memory(long size, const Caller& caller) {
+  std::fprintf(stderr, "WZLB: %s|%d|%s| Out of Memory (size = %d): %s \n", caller.file, caller.line,
+               caller.function, static_cast<int>(size), caller.label);
+  std::exit(-1);
+}
+
+[[noreturn]] void report_no_reallocation(long size, int index, int error, const Caller& caller) {
+  std::fprintf(stderr,
+               "WZLB: ERROR %d|%s|%d|%s| Out of Memory (size = %d): %s for index %d err msg %s\n",
+               error, caller.file, caller.line, caller.function, static_cast<int>(size),
+               caller.label, index, wzlb_strerror(error));
+  std::abort();
+}
+
+}  // namespace
+
+void* wzlb_tracked_malloc(long size, const char* label, const char* file, int line,
+                          const char* function) {
+  const Caller caller{label, file, line, function};
+  CALLER_TRACE(WZLB_LEVEL_2, "size = %ld", size);
+  if (size < 0) {
+    refuse_negative_size(size, caller);
+  }
+  if (size == 0) {
+    CALLER_TRACE(WZLB_LEVEL_2, "WZLB: Trying to malloc a 0 size\n");
+    return nullptr;
+  }
+  const std::size_t padded = static_cast<std::size_t>(size) + pad_length;
+  void* const block = std::malloc(padded + kGuardRoom);
+  if (block == nullptr) {
+    report_no_memory(size, caller);
+  }
+  write_guard(block, padded);
+  const std::size_t counted = counted_size(block, padded);
+  CALLER_TRACE(WZLB_LEVEL_2, "WZLB_MALLOC'ed (%s) done. ptr = %p, size = %ld, allocated size = %ld",
+               label, block, static_cast<long>(padded), static_cast<long>(counted));
+  count_allocated(counted);
+  ++mem_stats.num_allocations;
+  trace_statistics(caller);
+  offer_to_map(block, padded, caller);
+  return block;
+}
+
+void* wzlb_tracked_realloc(void* pointer, long size, const char* label, int index, const char* file,
+                           int line, const char* function) {
+  const Caller caller{label, file, line, function};
+  std::size_t old_counted = 0;
+  if (pointer != nullptr) {
+    wzlb_mem_map_remove(pointer);
+    old_counted = counted_size(pointer, guarded_size(pointer));
+  } else {
+    ++mem_stats.num_allocations;
+  }
+  if (size <= 0) {
+    refuse_reallocation_size(size, index, caller);
+  }
+  const std::size_t padded = static_cast<std::size_t>(size) + pad_length;
+  void* const block = std::realloc(pointer, padded + kGuardRoom);
+  if (block == nullptr) {
+    report_no_reallocation(size, index, errno, caller);
+  }
+  write_guard(block, padded);
+  const std::size_t counted = counted_size(block, padded);
+  if (counted >= old_counted) {
+    count_allocated(counted - old_counted);
+  } else {
+    count_freed(old_counted - counted);
+  }
+  offer_to_map(block, padded, caller);
+  return block;
+}
+
+void wzlb_tracked_free(void* pointer, const char* label, int index, const char* file, int line,
+                       const char* function) {
+  if (pointer == nullptr) {
+    return;
+  }
+  const Caller caller{label, file, line, function};
+  wzlb_mem_map_remove(pointer);
+  const std::size_t counted = counted_size(pointer, guarded_size(pointer));
+  count_freed(counted);
+  CALLER_TRACE(WZLB_LEVEL_2,
+               "WZLB_FREE'ed (%s) Freed. ptr = $%p$ for index %d, allocated_size = %ld", label,
+               pointer, index, static_cast<long>(counted));
   std::free(pointer);
+}
+
+size_t wzlb_get_mem_chunk_size(char* /*mem*/, size_t size) {
+  return size;
+}
+
+void wzlb_get_mem_stats(WzlbMemStats* stats) {
+  *stats = mem_stats;
+}
+
+void wzlb_reset_periodic_mem_stats(void) {
+  mem_stats.periodic_allocated = 0;
+  mem_stats.periodic_freed = 0;
+}
+
+void wzlb_set_mem_pad_length(int pad_length_bytes) {
+  pad_length = pad_length_bytes > 0 ? static_cast<std::size_t>(pad_length_bytes) : 0;
 }

@@ -12,5 +12,6 @@
 #include <wz/wzlb_time_stamp.h>
 #include <wz/wzlb_user_var.h>
 #include <wz/wzlb_util.h>
+#include <wz/wzlb_wdir.h>
 
 #endif

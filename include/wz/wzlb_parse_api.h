@@ -46,10 +46,6 @@ WZ_API void wzlb_init_parameter_module(int mode, wzlb_copy_to_bigbuf_cb_t *copy_
                                        wzlb_log_script_parse_error_cb_t *log_script_error_cb,
                                        wzlb_copy_to_tmpbuf_cb_t *copy_to_tmpbuf_cb);
 
-/** Work directory of the library: the environment's VSD_ROOT, else the current directory. */
-WZ_API extern char g_wz_wdir[1024];
-WZ_API void wzlb_set_wdir(const char *directory);
-
 WZ_END_DECLS
 
 #endif
