@@ -152,16 +152,18 @@ std::vector<std::byte> build_route_table(std::span<const ServiceRoute> routes) {
   }
   header.method_count = static_cast<std::uint32_t>(methods.size());
 
-  std::vector<std::byte> table;
-  const auto put = [&table](const void* data, std::size_t size) {
-    const auto* bytes = static_cast<const std::byte*>(data);
-    table.insert(table.end(), bytes, bytes + size);
+  const Layout layout(header);
+  std::vector<std::byte> table(layout.text + text.size());
+  const auto put = [&table](std::size_t distance, const auto* first, std::size_t count) {
+    if (count > 0) {
+      std::memcpy(table.data() + distance, first, count * sizeof *first);
+    }
   };
-  put(&header, sizeof header);
-  put(slot_table.data(), slot_table.size() * sizeof(Slot));
-  put(methods.data(), methods.size() * sizeof(Method));
-  put(paths.data(), paths.size() * sizeof(Path));
-  put(text.data(), text.size());
+  put(0, &header, 1);
+  put(layout.slots, slot_table.data(), slot_table.size());
+  put(layout.methods, methods.data(), methods.size());
+  put(layout.paths, paths.data(), paths.size());
+  put(layout.text, text.data(), text.size());
   return table;
 }
 
