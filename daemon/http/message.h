@@ -10,21 +10,25 @@ namespace vsd::http {
 
 // A complete, valid request. All views live until the handler returns.
 struct Request {
-  std::string_view method;  // "GET"
-  std::string_view target;  // as sent: "/order?cust=7"
+  std::string_view method;  // "GET"; at most 7 characters
+  std::string_view target;  // origin form: "/order?cust=7", or "*"; an absolute form comes without
+                            // its scheme and authority, which remain in `head`
   std::string_view head;    // raw text from the request line through the blank line
   std::string_view body;    // transfer coding removed; may hold NULs
   int socket = -1;
+  int version = 11;  // 10 or 11 for HTTP/1.0 and 1.1
   bool has_if_modified_since = false;
   bool has_if_none_match = false;
 };
 
-// The answer. The HTTP layer adds Content-Length and Connection and owns framing; the strings are
-// reused from request to request, so a steady state allocates nothing.
+// The answer. The HTTP layer owns framing: it adds Content-Length, Connection and Date, and drops
+// header lines that would contradict it. The strings are reused from request to request, so a
+// steady state allocates nothing.
 struct Response {
   int status = 200;
   std::string status_line;  // a whole status line without CR LF that replaces ours; empty: none
-  std::string headers;      // complete header lines, each ending in CR LF
+  std::string headers;      // complete header lines, each ending in CR LF; "Connection: close"
+                            // among them closes the connection behind the answer
   std::string body;
   std::chrono::milliseconds delay{0};  // service time: send no earlier than this after receipt
 
@@ -45,6 +49,7 @@ class RequestHandler {
   RequestHandler& operator=(const RequestHandler&) = delete;
   virtual ~RequestHandler() = default;
 
+  // `response` comes cleared.
   virtual void handle(const Request& request, Response& response) = 0;
 };
 
