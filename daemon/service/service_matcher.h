@@ -1,48 +1,33 @@
-// Finds the service for a method and a path. The table is one block of memory without pointers, so
-// that it can lie in the shared service image: a hash table of paths, each with the methods that
-// some service answers there. Paths are compared as sent, without resolving escapes.
-//
-// Only whole paths are looked up. Patterns would be tried after the hash table has found nothing,
-// from a list of their own behind it.
+// Finds the service for a method and a path.
 #pragma once
 
-#include <cstddef>
 #include <cstdint>
-#include <span>
+#include <optional>
 #include <string>
 #include <string_view>
-#include <vector>
+
+#include "daemon/service/service_image.h"
 
 namespace vsd {
 
-// What one service answers.
-struct ServiceRoute {
-  std::string path;
-  std::vector<std::string> methods;  // of at most 8 characters
-  std::uint32_t service = 0;         // the number that a match yields
-};
-
-// The table as bytes, to be kept at an address that is a multiple of 8. Where two services answer
-// the same method and path, the first one stands.
-std::vector<std::byte> build_route_table(std::span<const ServiceRoute> routes);
+// The part of a request target that is matched: everything before the query, as sent, without
+// resolving escapes.
+[[nodiscard]] inline std::string_view path_of(std::string_view target) noexcept {
+  return target.substr(0, target.find('?'));
+}
 
 struct ServiceMatch {
   enum class Outcome : std::uint8_t { no_path, no_method, found };
   Outcome outcome = Outcome::no_path;
-  std::uint32_t service = 0;  // when found
-  std::string_view allow;     // when only the method differs: the list for an Allow header
+  std::optional<ServiceView> service;  // when found
 };
 
-class ServiceMatcher {
- public:
-  // Keeps the address; the table must outlive the matcher.
-  explicit ServiceMatcher(const std::byte* table) noexcept : table_(table) {}
+// HEAD is served by the services for GET. Costs one hash lookup, however many services there are.
+// Whole paths only; patterns would be tried here once the lookup has found nothing.
+[[nodiscard]] ServiceMatch match_service(const ServiceImage& image, std::string_view method,
+                                         std::string_view target);
 
-  // `target` is the request target; its query is ignored. HEAD is served by services for GET.
-  [[nodiscard]] ServiceMatch match(std::string_view method, std::string_view target) const noexcept;
-
- private:
-  const std::byte* table_;
-};
+// The methods that some service answers at the path of `target`, as the value of an Allow header.
+[[nodiscard]] std::string allowed_methods(const ServiceImage& image, std::string_view target);
 
 }  // namespace vsd
