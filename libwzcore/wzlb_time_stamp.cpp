@@ -72,7 +72,7 @@ void prepare_cycle_counter() {
   }
 }
 
-// All signals blocked while it lives; the end is the subclass's choice.
+// Blocks every signal of the thread; the mask before goes to `earlier` unless that is null.
 void block_signals(sigset_t* earlier) {
   sigset_t all;
   sigfillset(&all);

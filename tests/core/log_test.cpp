@@ -1,0 +1,339 @@
+#include <fcntl.h>
+#include <gtest/gtest.h>
+#include <sys/file.h>
+#include <sys/wait.h>
+#include <unistd.h>
+#include <wz/wzlb.h>
+
+#include <cerrno>
+#include <filesystem>
+#include <fstream>
+#include <iterator>
+#include <regex>
+#include <string>
+#include <thread>
+
+#include "libwzcore/internal/trace.h"
+
+namespace {
+
+using testing::Eq;
+using testing::ExitedWithCode;
+using wz::mutable_text;
+
+constexpr int kLineBound = 64000;
+const std::string kTime = R"(\d\d/\d\d/\d\d \d\d:\d\d:\d\d)";
+
+std::string content_of(const std::filesystem::path& path) {
+  std::ifstream file(path, std::ios::binary);
+  return {std::istreambuf_iterator<char>(file), {}};
+}
+
+bool matches(const std::string& text, const std::string& pattern) {
+  return std::regex_match(text, std::regex(pattern));
+}
+
+template <typename Action>
+std::string stderr_of(Action action) {
+  testing::internal::CaptureStderr();
+  action();
+  return testing::internal::GetCapturedStderr();
+}
+
+// A log of its own in a temporary folder, everything enabled; the defaults again afterwards.
+class Log : public testing::Test {
+ protected:
+  Log() {
+    std::string name = (std::filesystem::temp_directory_path() / "wz_log_XXXXXX").string();
+    folder_ = mkdtemp(name.data());
+    path_ = (folder_ / "debug.log").string();
+    previous_ = path_ + ".prev";
+    wzlb_util_set_log_filename(path_.data(), mutable_text(""));
+    wzlb_util_set_debug_log_level(-1);
+    wzlb_util_set_modulemask(~0ULL);
+  }
+
+  ~Log() override {
+    wzlb_util_set_debug_log_level(0);
+    wzlb_util_set_modulemask(0);
+    wzlb_util_set_debug_log_size(100000000);
+    wzlb_util_set_log_filename(mutable_text(""), mutable_text(""));
+    wzlb_close_log_fd();
+    if (lib_error_fd > 0) {
+      close(lib_error_fd);
+      lib_error_fd = -1;
+    }
+    std::filesystem::remove_all(folder_);
+  }
+
+  static void line(const char* message, int level = 0xFF, unsigned long long module = 0x1) {
+    wzlb_debug_log_ex(level, module, mutable_text("a.c"), 7, mutable_text("f"),
+                      const_cast<char*>("%s"), message);
+  }
+
+  static void error_line(int severity, const char* message) {
+    wzlb_error_log_ex(severity, mutable_text("a.c"), 7, mutable_text("f"), mutable_text("id"),
+                      mutable_text("attr"), const_cast<char*>("%s"), message);
+  }
+
+  std::filesystem::path folder_;
+  std::string path_;
+  std::string previous_;
+};
+
+TEST_F(Log, DebugLine) {
+  errno = 42;
+  line("hello");
+  EXPECT_EQ(errno, 42);
+  EXPECT_TRUE(matches(content_of(path_), "\n" + kTime + R"(\|a\.c\|7\|f\|hello)"));
+  EXPECT_EQ(wzlb_get_debug_fd(), lib_debug_fd);
+  EXPECT_EQ(fcntl(lib_debug_fd, F_GETFD), FD_CLOEXEC);
+  const time_t now = time(nullptr);
+  char date[32];
+  strftime(date, sizeof date, "%m/%d/%Y %H:%M", localtime(&now));
+  EXPECT_EQ(std::string(get_cur_date_time()).substr(0, 14), std::string(date).erase(6, 2));
+}
+
+TEST_F(Log, MasksFilterLines) {
+  wzlb_util_set_debug_log_level(0xFF00);
+  wzlb_util_set_modulemask(0x6);
+  line("level", 0xFF, 0x2);
+  line("module", 0xFF00, 0x1);
+  EXPECT_FALSE(std::filesystem::exists(path_));
+  line("both", 0xFF00, 0x4);
+  EXPECT_TRUE(content_of(path_).ends_with("|both"));
+}
+
+TEST_F(Log, LongMessagesAreCut) {
+  line(std::string(2 * kLineBound, 'x').c_str());
+  const std::string text = content_of(path_);
+  EXPECT_EQ(text.size(), kLineBound);
+  EXPECT_EQ(text.find('\0'), std::string::npos);
+  EXPECT_EQ(text.back(), 'x');
+}
+
+TEST_F(Log, UnusableLogIsReportedAtEveryLine) {
+  wzlb_util_set_log_filename(mutable_text(""), nullptr);
+  for (int i = 0; i < 2; ++i) {
+    EXPECT_EQ(stderr_of([] { line("lost"); }),
+              "Failed to open(). Error = No such file or directory");
+  }
+  EXPECT_EQ(wzlb_get_debug_fd(), -1);
+}
+
+TEST_F(Log, RolloverKeepsOnePreviousGeneration) {
+  wzlb_util_set_debug_log_size(100);
+  const std::string big(200, 'x');
+  line(("1" + big).c_str());
+  line(("2" + big).c_str());
+  EXPECT_NE(content_of(previous_).find("|1x"), std::string::npos);
+  EXPECT_NE(content_of(path_).find("|2x"), std::string::npos);
+  line("3");
+  EXPECT_NE(content_of(previous_).find("|2x"), std::string::npos);
+  wzlb_util_set_debug_log_size(0);
+  line(big.c_str());
+  line("4");
+  EXPECT_TRUE(content_of(path_).ends_with("|4")) << "size 0 switches rollover off";
+  EXPECT_NE(content_of(path_).find("|3"), std::string::npos);
+}
+
+TEST_F(Log, RolloverLeavesTheFileToAnotherProcess) {
+  wzlb_util_set_debug_log_size(1);
+  line("1");
+  const int other = open(path_.c_str(), O_RDONLY);
+  ASSERT_EQ(flock(other, LOCK_EX), 0);
+  line("2");  // the lock is held elsewhere: the same file again
+  EXPECT_FALSE(std::filesystem::exists(previous_));
+  EXPECT_TRUE(content_of(path_).ends_with("|2"));
+  close(other);
+  std::filesystem::rename(path_, folder_ / "moved");
+  line("3");  // somebody else moved it: nothing to move, a fresh file
+  EXPECT_FALSE(std::filesystem::exists(previous_));
+  EXPECT_TRUE(matches(content_of(path_), "\n" + kTime + R"(\|a\.c\|7\|f\|3)"));
+}
+
+TEST_F(Log, RolloverByHourAndMinute) {
+  int fd = -1;
+  ASSERT_EQ(wzlb_open_file_with_header(&fd, path_.data(), mutable_text("head")), 1);
+  EXPECT_EQ(wzlb_open_file_with_header(&fd, path_.data(), mutable_text("head")), 0);
+  EXPECT_EQ(wzlb_check_rollover_file(&fd, path_.data(), 4, 0), 0);
+  EXPECT_GT(fd, 0) << "not above the limit";
+  EXPECT_EQ(wzlb_check_rollover_file(&fd, path_.data(), 3, 0), 0);
+  EXPECT_EQ(fd, -1);
+  const auto moved = std::filesystem::directory_iterator(folder_)->path();
+  EXPECT_TRUE(matches(moved.filename(), R"(debug\.log\.\d\d\.\d\d)")) << moved;
+  std::ofstream(path_) << "old";
+  EXPECT_EQ(wzlb_open_log(&fd, path_.data(), 100, mutable_text("head")), 0);
+  EXPECT_EQ(content_of(path_), "old") << "only a new file gets the header";
+  close(fd);
+}
+
+TEST_F(Log, ProcessesShareALogByWholeLines) {
+  constexpr int kSize = 20000;
+  wzlb_util_set_debug_log_size(kSize);
+  std::vector<pid_t> writers;
+  for (int writer = 0; writer < 4; ++writer) {
+    writers.push_back(fork());
+    if (writers.back() == 0) {
+      for (int i = 0; i < 300; ++i) {
+        line("0123456789012345678901234567890123456789 end");
+      }
+      _exit(0);
+    }
+  }
+  for (pid_t writer : writers) {
+    int status = -1;
+    waitpid(writer, &status, 0);
+    EXPECT_EQ(status, 0);
+  }
+  EXPECT_GT(content_of(previous_).size(), kSize) << "moved aside before it was full";
+  const std::regex whole_line("\n" + kTime + R"(\|a\.c\|7\|f\|(0123456789){4} end)");
+  for (const std::string& path : {path_, previous_}) {
+    EXPECT_EQ(std::regex_replace(content_of(path), whole_line, ""), "") << path;
+  }
+}
+
+TEST_F(Log, ErrorLine) {
+  struct Case {
+    int severity;
+    const char* word;
+  };
+  for (const Case& c :
+       {Case{0xFF, "Critical"}, Case{0xFF00, "Major"}, Case{0xFF0000, "Minor"},
+        Case{static_cast<int>(0xFF000000), "Warning"}, Case{1, "Unknown Log Level"}}) {
+    const std::string text = stderr_of([&] { error_line(c.severity, "bad"); });
+    const std::string tail =
+        std::string(R"(\|id\|)") + c.word + R"(\|attr\|a\.c\|7\|f\|Error\|bad)";
+    EXPECT_TRUE(matches(text, "\n" + kTime + tail)) << text;
+  }
+  EXPECT_EQ(stderr_of([] { error_line(0, "bad"); }), "");
+  std::string error_path = (folder_ / "error.log").string();
+  wzlb_util_set_log_filename(nullptr, error_path.data());
+  wzlb_util_set_debug_log_size(1);
+  error_line(0xFF, "1");
+  error_line(0xFF, "2");
+  EXPECT_EQ(wzlb_get_error_fd(), lib_error_fd);
+  const std::string text = content_of(error_path);
+  EXPECT_NE(text.find("|Error|1\n"), std::string::npos) << "never rolled over";
+  EXPECT_TRUE(text.ends_with("|Error|2"));
+}
+
+TEST_F(Log, StreamLine) {
+  FILE* stream = std::fopen(path_.c_str(), "w");
+  const auto log = [&](int level, FILE* fp, const std::string& message) {
+    return lib_debug_log(level, 2, fp, mutable_text("a.c"), 7, mutable_text("f"),
+                         const_cast<char*>("%s"), message.c_str());
+  };
+  EXPECT_EQ(log(3, stream, "no"), 0);
+  EXPECT_EQ(log(2, stream, "yes"), 0);
+  EXPECT_TRUE(matches(content_of(path_), "\n" + kTime + R"(\|a\.c\|7\|f\|yes)" + "\n"));
+  log(1, stream, std::string(30000, 'x'));
+  std::fclose(stream);
+  EXPECT_TRUE(content_of(path_).ends_with("x\n"));
+  EXPECT_LT(content_of(path_).size(), 20100U);
+  testing::internal::CaptureStdout();
+  log(1, nullptr, "out");
+  EXPECT_TRUE(testing::internal::GetCapturedStdout().ends_with("|out\n"));
+  FILE* unwritable = std::fopen(path_.c_str(), "r");
+  EXPECT_EQ(stderr_of([&] { log(1, unwritable, "x"); }), "\nUnable to write to debug\n");
+  std::fclose(unwritable);
+}
+
+TEST_F(Log, LevelKeyword) {
+  struct Case {
+    const char* line;
+    int result, level;
+    const char* message;
+  };
+  for (const Case& c : {Case{"LIB_DEBUG 1", 0, 0xFF, ""}, Case{"LIB_DEBUG 2\n", 0, 0xFFFF, ""},
+                        Case{"LIB_DEBUG 3", 0, 0xFFFFFF, ""}, Case{"LIB_DEBUG 4", 0, -1, ""},
+                        Case{"LIB_DEBUG 256 rest", 0, 256, ""},
+                        Case{"LIB_DEBUG abc", -1, 77, "Error: Value of LIB_DEBUG is not numeric"},
+                        Case{"LIB_DEBUG", 0, 0,
+                             "Invalid argument to keyword LIB_DEBUG, should be atleast two "
+                             "(LIB_DEBUG <level>)\n"}}) {
+    wzlb_util_set_debug_log_level(77);
+    int result = 1;
+    const std::string text = stderr_of([&] { result = set_wzlb_debug(mutable_text(c.line)); });
+    EXPECT_EQ(result, c.result) << c.line;
+    EXPECT_EQ(wzlb_log_level, c.level) << c.line;
+    EXPECT_EQ(text, c.message) << c.line;
+  }
+}
+
+TEST_F(Log, ModuleMaskKeyword) {
+  struct Case {
+    const char* line;
+    unsigned long long mask;
+  };
+  for (const Case& c :
+       {Case{"M ALL ~ HESSIAN\n", ~0ULL - 2}, Case{"M SEARCH search", 0x2}, Case{"M ALL API", 0xF},
+        Case{"M ALL ~ TOPO SEARCH", ~0x101ULL}, Case{"M 0x2A0 64", 0x2E0}, Case{"M", 0},
+        Case{"M SEARCH ~ HASH", 0x1}, Case{"M ~HASH 8", 8}}) {
+    wzlb_util_set_modulemask(99);
+    char message[WZLB_MODULEMASK_ERROR_SIZE] = "";
+    EXPECT_EQ(set_wzlb_modulemask(mutable_text(c.line), message), 0) << c.line;
+    EXPECT_EQ(lib_module_mask, c.mask) << c.line;
+  }
+  wzlb_util_set_modulemask(99);
+  char message[WZLB_MODULEMASK_ERROR_SIZE] = "";
+  EXPECT_EQ(set_wzlb_modulemask(mutable_text("M SEARCH Bogus API"), message), -1);
+  EXPECT_STREQ(message, "ZelErr[1011357]: Provided Modulemask 'Bogus' is not a valid modulemask.");
+  EXPECT_EQ(lib_module_mask, 99U);
+}
+
+TEST_F(Log, ExitKeyword) {
+  const char* const refused =
+      "Invalid value for num in keyword LIB_DO_EXIT. Hence setting default value to 100\n";
+  struct Case {
+    const char* line;
+    int size;
+    const char* message;
+  };
+  for (const Case& c :
+       {Case{"LIB_DO_EXIT 0", 0, ""}, Case{"LIB_DO_EXIT 1024", 1024, ""},
+        Case{"LIB_DO_EXIT 1025", 100, refused}, Case{"LIB_DO_EXIT -1", 100, refused},
+        Case{"LIB_DO_EXIT 4294967297", 100, refused}, Case{"LIB_DO_EXIT x", 100, refused},
+        Case{"LIB_DO_EXIT", 100, refused}}) {
+    lib_backtrace_size = 5;
+    EXPECT_EQ(stderr_of([&] { EXPECT_EQ(kw_set_lib_do_exit(mutable_text(c.line)), 0); }),
+              c.message);
+    EXPECT_EQ(lib_backtrace_size, c.size) << c.line;
+  }
+  EXPECT_NE(content_of(path_).find("|Keyword=[LIB_DO_EXIT], size =[1024]"), std::string::npos);
+}
+
+TEST(ErrorText, IsPerThread) {
+  EXPECT_STREQ(wzlb_strerror(ENOENT), "No such file or directory");
+  EXPECT_STREQ(wzlb_strerror(99999), "Unknown error 99999");
+  wzlb_set_error(std::string(300, 'e').data());
+  std::thread([] { EXPECT_STREQ(wzlb_get_error(), ""); }).join();
+  EXPECT_EQ(wzlb_get_error(), std::string(256, 'e'));
+  wzlb_set_error(mutable_text("short"));
+  EXPECT_STREQ(wzlb_get_error(), "short");
+}
+
+void leave(int status, int fd, char* buffer, int size, const char* message) {
+  wzlb_exit(status, fd, buffer, size, mutable_text("a.c"), 7, mutable_text("f"),
+            const_cast<char*>("%s"), message);
+}
+
+TEST_F(Log, FatalExit) {
+  EXPECT_EXIT(leave(0, 1, nullptr, 0, "bye"), ExitedWithCode(0), Eq("bye\n"));
+  const auto exit_text = [&](char* buffer, int size, const std::string& message) {
+    const int fd = open(path_.c_str(), O_WRONLY | O_CREAT | O_TRUNC, 0600);
+    EXPECT_EXIT(leave(-1, fd, buffer, size, message.c_str()), ExitedWithCode(255), "");
+    close(fd);
+    return content_of(path_);
+  };
+  wzlb_util_set_debug_log_level(0);
+  EXPECT_TRUE(matches(exit_text(nullptr, 0, "bad"),
+                      kTime + R"(\|a\.c\|7\|f\|bad\.)" + "\nExiting\\.\\.\\."));
+  EXPECT_EXIT(leave(3, -1, nullptr, 0, "bad"), ExitedWithCode(3), Eq("bad\n"));
+  char buffer[64];
+  const std::string cut = exit_text(buffer, sizeof buffer, std::string(500, 'x'));
+  EXPECT_EQ(cut.size(), sizeof buffer - 1);
+  EXPECT_TRUE(cut.ends_with("x.\nExiting..."));
+}
+
+}  // namespace
