@@ -1,0 +1,334 @@
+// HTTP as a client sees it, without sockets and with injected time.
+#include <gtest/gtest.h>
+
+#include <vector>
+
+#include "tests/support/exchange_driver.h"
+
+namespace vsd::http {
+namespace {
+
+using namespace std::chrono_literals;
+using Step = Exchange::Step;
+
+HttpLimits small_limits() {
+  HttpLimits limits;
+  limits.max_header_bytes = 256;
+  limits.max_body_bytes = 64;
+  return limits;
+}
+
+// The statuses of the answers in `output`, "200 404"; requests with HEAD are not used here.
+std::string statuses(std::string_view output) {
+  std::string found;
+  while (output.starts_with("HTTP/1.1 ")) {
+    const auto head = output.find("\r\n\r\n") + 4;
+    found.append(found.empty() ? "" : " ").append(output.substr(9, 3));
+    const auto length = output.substr(0, head).find("Content-Length: ");
+    const std::size_t body =
+        length < head ? std::stoul(std::string(output.substr(length + 16, 10))) : 0;
+    output.remove_prefix(head + body);
+  }
+  return found + (output.empty() ? "" : " and more");
+}
+
+struct Case {
+  std::string_view request;
+  std::string_view expected;  // statuses
+  int handled;
+};
+
+std::string with_host(std::string_view lines) {
+  return "GET / HTTP/1.1\r\nHost: a\r\n" + std::string(lines) + "\r\n";
+}
+
+// Sends `request` cut at `cut` and returns the output; checks how many requests were handled.
+std::string outcome(std::string_view request, std::size_t cut, int handled) {
+  const HttpLimits limits = small_limits();
+  EchoHandler handler;
+  ExchangeDriver driver(limits, handler);
+  driver.feed(request.substr(0, cut));
+  driver.feed(request.substr(cut));
+  EXPECT_EQ(handler.handled, handled);
+  driver.end_input();
+  EXPECT_TRUE(driver.closed);
+  return driver.output;
+}
+
+void check(std::string_view request, std::string_view expected, int handled) {
+  SCOPED_TRACE(std::string(request));
+  const auto whole = outcome(request, request.size(), handled);
+  EXPECT_EQ(statuses(whole), expected);
+  for (std::size_t cut = 1; cut < request.size(); ++cut) {
+    SCOPED_TRACE(cut);
+    ASSERT_EQ(without_interim(outcome(request, cut, handled)), whole);
+  }
+}
+
+TEST(HttpExchange, AnswersOrRefusesHoweverTheBytesAreCut) {
+  using namespace std::string_view_literals;
+  const Case cases[] = {
+      // Served.
+      {"GET / HTTP/1.1\r\nHost: a\r\n\r\n", "200", 1},
+      {"\r\n\r\nGET / HTTP/1.1\r\nHost:\r\n\r\n", "200", 1},
+      {"GET / HTTP/1.0\r\n\r\n", "200", 1},
+      {"GET http://a:80/x?y HTTP/1.1\r\nHost: b\r\n\r\n", "200", 1},
+      {"OPTIONS * HTTP/1.1\r\nHost: a\r\n\r\n", "200", 1},
+      {"POST / HTTP/1.1\r\nHost: a\r\nContent-Length: 3\r\n\r\na\0b"
+       "GET /none HTTP/1.1\r\nhost: [::1]:80\r\n\r\n"sv,
+       "200 204", 2},
+      {"POST / HTTP/1.1\r\nHost: a\r\nContent-Length: 3\r\n\r\nabc\r\n"
+       "GET / HTTP/1.1\r\nHost: a\r\n\r\n",
+       "200 200", 2},
+      {"POST / HTTP/1.1\r\nHost: a\r\nTransfer-Encoding: Chunked\r\n\r\n"
+       "3 ; n=\"v\"\r\n\0\r\n\r\n00A\r\n0123456789\r\n0\r\nTrailer: x\r\n\r\n"
+       "GET /slow HTTP/1.1\r\nHost: a\r\n\r\n"sv,
+       "200 200", 2},
+      // The connection ends with this answer; what follows is not served.
+      {"GET /close HTTP/1.1\r\nHost: a\r\n\r\nGET / HTTP/1.1\r\nHost: a\r\n\r\n", "200", 1},
+      {"GET / HTTP/1.1\r\nHost: a\r\nConnection: x, Close\r\n\r\nGET / ", "200", 1},
+      // Request lines.
+      {"GET / HTTP/1.1\nHost: a\n\n", "400", 0},
+      {"GET /\r\n\r\n", "400", 0},
+      {"GET  / HTTP/1.1\r\nHost: a\r\n\r\n", "400", 0},
+      {"GET / HTTP/1.1 \r\nHost: a\r\n\r\n", "400", 0},
+      {"GET /a\tb HTTP/1.1\r\nHost: a\r\n\r\n", "400", 0},
+      {"GET /\0 HTTP/1.1\r\nHost: a\r\n\r\n"sv, "400", 0},
+      {"GET x HTTP/1.1\r\nHost: a\r\n\r\n", "400", 0},
+      {"GET * HTTP/1.1\r\nHost: a\r\n\r\n", "400", 0},
+      {"GET http:///x HTTP/1.1\r\nHost: a\r\n\r\n", "400", 0},
+      {"GET / HTTP/11\r\nHost: a\r\n\r\n", "400", 0},
+      {"GET / http/1.1\r\nHost: a\r\n\r\n", "400", 0},
+      {"GET / HTTP/2.0\r\nHost: a\r\n\r\n", "505", 0},
+      {"BREW / HTTP/1.1\r\nHost: a\r\n\r\n", "501", 0},
+      {"get / HTTP/1.1\r\nHost: a\r\n\r\n", "501", 0},
+      {"PROPFIND / HTTP/1.1\r\nHost: a\r\n\r\n", "501", 0},
+      {"CONNECT a:80 HTTP/1.1\r\nHost: a:80\r\n\r\n", "501", 0},
+      {"\x16\x03\x01\x02"sv, "400", 0},
+      {"BREW / HTTP/1.1\r\nHost: a\n\n", "501", 0},
+      // Fields.
+      {"GET / HTTP/1.1\r\n\r\n", "400", 0},
+      {"GET / HTTP/1.1\r\nHost: a\r\nHost: a\r\n\r\n", "400", 0},
+      {"GET / HTTP/1.1\r\nHost: a/b\r\n\r\n", "400", 0},
+      {"GET / HTTP/1.1\r\nHost: a b\r\n\r\n", "400", 0},
+      {"GET / HTTP/1.1\r\nHost : a\r\n\r\n", "400", 0},
+      {"GET / HTTP/1.1\r\n Host: a\r\n\r\n", "400", 0},
+      {"GET / HTTP/1.1\r\nHost: a\r\nX: a\r\n b\r\n\r\n", "400", 0},
+      {"GET / HTTP/1.1\r\nHost: a\r\nX: a\0b\r\n\r\n"sv, "400", 0},
+      {"GET / HTTP/1.1\r\nHost: a\r\nX: a\rb\r\n\r\n", "400", 0},
+      {"GET / HTTP/1.1\r\nHost: a\r\n: b\r\n\r\n", "400", 0},
+      {"GET / HTTP/1.1\r\nHost: a\r\nno colon\r\n\r\n", "400", 0},
+      {"GET / HTTP/1.1\r\nHost: a\r\nX: b\r\n\n", "400", 0},
+      {"POST / HTTP/1.1\r\nHost: a\r\nExpect: magic\r\n\r\n", "417", 0},
+      // Lengths and codings.
+      {"POST / HTTP/1.1\r\nHost: a\r\nContent-Length: 1\r\nContent-Length: 1\r\n\r\na", "400", 0},
+      {"POST / HTTP/1.1\r\nHost: a\r\nContent-Length: 1\r\nContent-Length: 2\r\n\r\na", "400", 0},
+      {"POST / HTTP/1.1\r\nHost: a\r\nContent-Length: 1, 1\r\n\r\na", "400", 0},
+      {"POST / HTTP/1.1\r\nHost: a\r\nContent-Length: +1\r\n\r\na", "400", 0},
+      {"POST / HTTP/1.1\r\nHost: a\r\nContent-Length: -1\r\n\r\na", "400", 0},
+      {"POST / HTTP/1.1\r\nHost: a\r\nContent-Length:\r\n\r\na", "400", 0},
+      {"POST / HTTP/1.1\r\nHost: a\r\nContent-Length: 99999999999999999999\r\n\r\na", "400", 0},
+      {"POST / HTTP/1.1\r\nHost: a\r\nContent-Length: 65\r\n\r\n", "413", 0},
+      {"POST / HTTP/1.1\r\nHost: a\r\nContent-Length: 1\r\nTransfer-Encoding: chunked\r\n\r\n0\r\n",
+       "400", 0},
+      {"POST / HTTP/1.1\r\nHost: a\r\nTransfer-Encoding: chunked\r\nContent-Length: 1\r\n\r\n0\r\n",
+       "400", 0},
+      {"POST / HTTP/1.1\r\nHost: a\r\nTransfer-Encoding: gzip, chunked\r\n\r\n0\r\n", "501", 0},
+      {"POST / HTTP/1.1\r\nHost: a\r\nTransfer-Encoding: xchunked\r\n\r\n0\r\n", "501", 0},
+      {"POST / HTTP/1.1\r\nHost: a\r\nTransfer-Encoding: chunked, chunked\r\n\r\n", "400", 0},
+      {"POST / HTTP/1.1\r\nHost: a\r\nTransfer-Encoding: chunked, gzip\r\n\r\n", "400", 0},
+      {"POST / HTTP/1.1\r\nHost: a\r\nTransfer-Encoding:\r\n\r\n", "400", 0},
+      {"POST / HTTP/1.0\r\nTransfer-Encoding: chunked\r\n\r\n0\r\n\r\n", "400", 0},
+      {"POST / HTTP/1.1\r\nHost: a\r\nTransfer-Encoding: chunked\r\n"
+       "Transfer-Encoding: chunked\r\n\r\n",
+       "400", 0},
+  };
+  for (const Case& c : cases) {
+    check(c.request, c.expected, c.handled);
+  }
+}
+
+TEST(HttpExchange, RefusesBadChunks) {
+  using namespace std::string_view_literals;
+  struct BadChunk {
+    std::string_view body;
+    std::string_view status;
+  };
+  const BadChunk cases[] = {
+      {"\r\n", "400"},
+      {"x\r\n", "400"},
+      {"-1\r\n", "400"},
+      {"0x1\r\n", "400"},
+      {"1 \r\n", "400"},
+      {"1\na\n", "400"},
+      {"1\ra", "400"},
+      {"1;a=\0\r\n"sv, "400"},
+      {"1\r\nab", "400"},
+      {"1\r\na\r1", "400"},
+      {"10000000000000000\r\n", "400"},
+      {"41\r\n", "413"},
+      {"ffffffffffffffff\r\n", "413"},
+      {"40\r\n0123456789012345678901234567890123456789012345678901234567890123\r\n1\r\n", "413"},
+      {"0\r\n\n", "400"},
+      {"0\r\nno colon\r\n", "400"},
+      {"0\r\n fold: x\r\n", "400"},
+      {"0\r\nT: \0\r\n"sv, "400"},
+  };
+  for (const BadChunk& c : cases) {
+    const std::string head = "POST / HTTP/1.1\r\nHost: a\r\nTransfer-Encoding: chunked\r\n\r\n";
+    check(head + std::string(c.body), c.status, 0);
+  }
+  const std::string head = "POST / HTTP/1.1\r\nHost: a\r\nTransfer-Encoding: chunked\r\n\r\n";
+  check(head + "0\r\nT: " + std::string(300, 'x'), "431", 0);
+  check(head + "1;" + std::string(5000, 'x'), "400", 0);
+}
+
+TEST(HttpExchange, LimitsTheHead) {
+  const std::string request = with_host("X: " + std::string(224, 'x') + "\r\n");
+  ASSERT_EQ(request.size(), 256U);
+  check(request, "200", 1);
+  check(with_host("X: " + std::string(225, 'x') + "\r\n"), "431", 0);
+  check("GET /" + std::string(300, 'x'), "414", 0);
+}
+
+TEST(HttpExchange, GivesTheHandlerDecodedBodyAndRawHead) {
+  const HttpLimits limits;
+  EchoHandler handler;
+  ExchangeDriver driver(limits, handler);
+  const std::string head =
+      "PUT http://h/p?q HTTP/1.1\r\nHost: h\r\nTransfer-Encoding: chunked\r\n\r\n";
+  driver.feed(head + "2\r\nab\r\n1\r\nc\r\n0\r\n\r\n");
+  EXPECT_TRUE(driver.output.ends_with("\r\n\r\nPUT /p?q " + std::to_string(head.size()) + " abc"));
+}
+
+TEST(HttpExchange, WritesTheHead) {
+  const HttpLimits limits;
+  EchoHandler handler;
+  ExchangeDriver driver(limits, handler);
+  driver.context().date.update(784111777);
+  const std::string common =
+      "HTTP/1.1 200 OK\r\nContent-Type: text/plain\r\nDate: Sun, 06 Nov 1994 08:49:37 GMT\r\n";
+  struct Exchanged {
+    std::string_view request;
+    std::string answer;
+  };
+  const Exchanged cases[] = {
+      {"HEAD /p HTTP/1.1\r\nHost: a\r\n\r\n", common + "Content-Length: 11\r\n\r\n"},
+      {"GET / HTTP/1.0\r\nConnection: keep-alive\r\n\r\n",
+       common + "Content-Length: 9\r\nConnection: keep-alive\r\n\r\nGET / 42 "},
+      {"GET /none HTTP/1.1\r\nHost: a\r\n\r\n",
+       "HTTP/1.1 204 No Content\r\n" + common.substr(17) + "\r\n"},
+      {"GET /close HTTP/1.1\r\nHost: a\r\n\r\n",
+       common + "Content-Length: 14\r\nConnection: close\r\n\r\nGET /close 32 "},
+  };
+  for (const Exchanged& c : cases) {
+    driver.output.clear();
+    driver.feed(c.request);
+    EXPECT_EQ(driver.output, c.answer);
+  }
+  EXPECT_TRUE(driver.shut_down);
+}
+
+TEST(HttpExchange, AsksForTheBodyOnlyWhenItIsMissingAndWelcome) {
+  const std::string head = "POST / HTTP/1.1\r\nHost: a\r\nExpect: 100-continue\r\nContent-Length: ";
+  struct Expectation {
+    std::string request;
+    std::string_view interim;
+  };
+  const Expectation cases[] = {
+      {head + "2\r\n\r\n", "HTTP/1.1 100 Continue\r\n\r\n"},
+      {head + "2\r\n\r\na", ""},
+      {head + "0\r\n\r\n", "HTTP/1.1 200"},
+      {head + "65\r\n\r\n", "HTTP/1.1 413"},
+  };
+  for (const auto& c : cases) {
+    const HttpLimits limits = small_limits();
+    EchoHandler handler;
+    ExchangeDriver driver(limits, handler);
+    driver.feed(c.request);
+    EXPECT_EQ(driver.output.substr(0, 12), c.interim.substr(0, 12)) << c.request;
+  }
+}
+
+TEST(HttpExchange, HoldsDelayedAnswersInOrder) {
+  const HttpLimits limits;
+  EchoHandler handler;
+  ExchangeDriver driver(limits, handler);
+  const std::string tail = " HTTP/1.1\r\nHost: a\r\n\r\n";
+  const std::string requests = "GET /1" + tail + "GET /slow" + tail + "GET /2" + tail;
+  const auto space = driver.exchange().input_space();
+  std::memcpy(space.data(), requests.data(), requests.size());
+  driver.exchange().received(requests.size(), driver.now);
+  EXPECT_EQ(driver.pump(), Step::wait);
+  EXPECT_EQ(driver.exchange().due(), driver.now + 70ms);
+  EXPECT_EQ(statuses(driver.output), "200");
+  EXPECT_EQ(driver.later(69ms), Step::wait);
+  EXPECT_EQ(driver.later(1ms), Step::read);
+  EXPECT_EQ(statuses(driver.output), "200 200 200");
+  EXPECT_NE(driver.output.find("GET /2"), std::string::npos);
+}
+
+TEST(HttpExchange, StopsServingWhileTheClientDoesNotRead) {
+  const HttpLimits limits;
+  EchoHandler handler;
+  ExchangeDriver driver(limits, handler);
+  driver.client_reads = false;
+  std::string requests;
+  for (int i = 0; i < 20; ++i) {
+    requests += "GET /large HTTP/1.1\r\nHost: a\r\n\r\n";
+  }
+  EXPECT_EQ(driver.feed(requests), Step::write);
+  EXPECT_EQ(handler.handled, 1);
+  EXPECT_EQ(driver.later(limits.request_timeout - 1s), Step::write);
+  driver.exchange().written(10, driver.now);  // slow, but alive
+  EXPECT_EQ(driver.later(limits.request_timeout - 1s), Step::write);
+  EXPECT_EQ(driver.later(1s), Step::close);
+  EXPECT_EQ(handler.handled, 1);
+}
+
+TEST(HttpExchange, TimesOut) {
+  const HttpLimits limits;
+  struct TimeOut {
+    std::string_view sent;
+    std::string_view expected;
+  };
+  const TimeOut cases[] = {
+      {"GET / HT", "408"},
+      {"POST / HTTP/1.1\r\nHost: a\r\nContent-Length: 9\r\n\r\nabc", "408"},
+      {"GET / HTTP/1.1\r\nHost: a\r\n\r\nGET", "200 408"},
+  };
+  for (const auto& c : cases) {
+    EchoHandler handler;
+    ExchangeDriver driver(limits, handler);
+    for (const char& byte : c.sent) {  // a byte now and then does not put the end off
+      driver.later(1ms);
+      driver.feed({&byte, 1});
+    }
+    EXPECT_EQ(driver.later(limits.request_timeout - 1s), Step::read);
+    driver.later(1s);
+    EXPECT_EQ(statuses(driver.output), c.expected);
+    EXPECT_TRUE(driver.shut_down);
+    EXPECT_EQ(driver.later(10s), Step::close);
+  }
+  EchoHandler handler;
+  ExchangeDriver idle(limits, handler);
+  idle.feed("GET / HTTP/1.1\r\nHost: a\r\n\r\n");
+  EXPECT_EQ(idle.later(limits.idle_timeout - 1ms), Step::read);
+  EXPECT_EQ(idle.later(1ms), Step::close);
+  EXPECT_EQ(statuses(idle.output), "200");
+}
+
+TEST(HttpExchange, EndsWithTheAnswerWhileDraining) {
+  const HttpLimits limits;
+  EchoHandler handler;
+  ExchangeDriver driver(limits, handler);
+  driver.feed("GET / HT");
+  EXPECT_FALSE(driver.exchange().idle());
+  driver.context().draining = true;
+  driver.feed("TP/1.1\r\nHost: a\r\n\r\n");
+  EXPECT_NE(driver.output.find("Connection: close\r\n"), std::string::npos);
+  EXPECT_TRUE(driver.shut_down);
+}
+
+}  // namespace
+}  // namespace vsd::http

@@ -1,0 +1,116 @@
+// Drives an Exchange as an event loop would, with bytes and times from the caller.
+#pragma once
+
+#include <algorithm>
+#include <cstring>
+#include <string>
+#include <string_view>
+
+#include "daemon/http/exchange.h"
+
+namespace vsd::http {
+
+// Answers with what it was asked, so that one text shows what was understood.
+class EchoHandler : public RequestHandler {
+ public:
+  int handled = 0;
+
+  void handle(const Request& request, Response& response) override {
+    ++handled;
+    response.headers = "Content-Type: text/plain\r\n";
+    if (request.target == "/none") {
+      response.status = 204;
+      return;
+    }
+    if (request.target == "/large") {
+      response.body.assign(100'000, 'x');
+      return;
+    }
+    if (request.target == "/slow") {
+      response.delay = std::chrono::milliseconds(70);
+    } else if (request.target == "/close") {
+      response.headers += "Connection: close\r\nContent-Length: 7\r\n";
+    }
+    response.body.append(request.method).append(" ").append(request.target).append(" ");
+    response.body.append(std::to_string(request.head.size())).append(" ").append(request.body);
+  }
+};
+
+class ExchangeDriver {
+ public:
+  ExchangeDriver(const HttpLimits& limits, RequestHandler& handler)
+      : context_(limits, handler), exchange_(context_, -1, now) {}
+
+  TimePoint now{std::chrono::hours(1)};
+  std::string output;
+  bool client_reads = true;
+  bool shut_down = false;
+  bool closed = false;
+
+  Exchange& exchange() { return exchange_; }
+  ExchangeContext& context() { return context_; }
+
+  // Does what the exchange asks for, until it wants input, waits or is closed.
+  Exchange::Step pump() {
+    for (;;) {
+      const auto step = exchange_.step(now);
+      if (step == Exchange::Step::write && client_reads) {
+        std::size_t count = 0;
+        for (const auto piece : exchange_.output()) {
+          output += piece;
+          count += piece.size();
+        }
+        exchange_.written(count, now);
+      } else if (step == Exchange::Step::shut_down) {
+        shut_down = true;
+        exchange_.shut_down(now);
+      } else {
+        closed = step == Exchange::Step::close;
+        return step;
+      }
+    }
+  }
+
+  Exchange::Step feed(std::string_view bytes) {
+    auto step = pump();
+    while (!bytes.empty() && step == Exchange::Step::read) {
+      const auto space = exchange_.input_space();
+      const auto count = std::min(space.size(), bytes.size());
+      std::memcpy(space.data(), bytes.data(), count);
+      exchange_.received(count, now);
+      bytes.remove_prefix(count);
+      step = pump();
+      if (step == Exchange::Step::wait) {
+        now = exchange_.due();
+        step = pump();
+      }
+    }
+    return step;
+  }
+
+  Exchange::Step end_input() {
+    exchange_.input_ended();
+    return pump();
+  }
+
+  Exchange::Step later(Clock::duration time) {
+    now += time;
+    (void)exchange_.check_deadline(now);
+    return pump();
+  }
+
+ private:
+  ExchangeContext context_;
+  Exchange exchange_;
+};
+
+// The output without "100 Continue", which depends on whether the body came with the head.
+inline std::string without_interim(std::string output) {
+  constexpr std::string_view kInterim = "HTTP/1.1 100 Continue\r\n\r\n";
+  for (auto at = output.find(kInterim); at != std::string::npos; at = output.find(kInterim)) {
+    output.erase(at, kInterim.size());
+  }
+  return output;
+}
+
+}  // namespace vsd::http
