@@ -43,6 +43,13 @@ bool is_framing(std::string_view name) {
   }
 }
 
+// A script may end the connection behind its answer.
+bool asks_to_close(std::string_view name, std::string_view line) {
+  std::string_view value = line.substr(name.size() + 1);
+  value.remove_prefix(std::min(value.find_first_not_of(' '), value.size()));
+  return equals_ignoring_case(name, "Connection") && equals_ignoring_case(value, "close");
+}
+
 void refuse(std::string_view reason, std::string_view line, std::string& refused) {
   refused.append(reason).append(": ");
   // One line of the log, whatever the script put into it.
@@ -62,7 +69,7 @@ bool append_checked_lines(std::string_view lines, std::string& out, std::string&
     if (name.size() == line.size() || !is_name(name) ||
         line.find_first_of("\r\n") != std::string_view::npos) {
       refuse("no header line", line, refused);
-    } else if (is_framing(name)) {
+    } else if (is_framing(name) && !asks_to_close(name, line)) {
       refuse("a header that is the daemon's to set", line, refused);
     } else {
       has_content_type = has_content_type || equals_ignoring_case(name, "Content-Type");

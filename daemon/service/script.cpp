@@ -1,8 +1,45 @@
 #include "daemon/service/script.h"
 
 #include <dlfcn.h>
+#include <fcntl.h>
+#include <sys/wait.h>
+#include <unistd.h>
+
+#include <array>
+#include <cerrno>
+#include <cstdio>
+#include <cstring>
+
+#include "daemon/file_descriptor.h"
 
 namespace vsd {
+namespace {
+
+constexpr unsigned kProbeSeconds = 10;  // then the object is taken for one that hangs when loaded
+
+[[noreturn]] void run_probe(const std::filesystem::path& object, int report) {
+  alarm(kProbeSeconds);
+  std::string error;
+  if (!Script::load(object, error)) {
+    [[maybe_unused]] const ssize_t ignored = write(report, error.data(), error.size());
+  }
+  _exit(0);
+}
+
+std::string read_report(int fd) {
+  std::string text;
+  std::array<char, 1024> block;
+  for (;;) {
+    const ssize_t count = read(fd, block.data(), block.size());
+    if (count > 0) {
+      text.append(block.data(), static_cast<std::size_t>(count));
+    } else if (count == 0 || errno != EINTR) {
+      return text;
+    }
+  }
+}
+
+}  // namespace
 
 void Script::Close::operator()(void* handle) const noexcept {
   dlclose(handle);
@@ -23,6 +60,33 @@ std::optional<Script> Script::load(const std::filesystem::path& object, std::str
     return std::nullopt;
   }
   return script;
+}
+
+std::string probe_script(const std::filesystem::path& object) {
+  std::array<int, 2> ends{};
+  if (pipe2(ends.data(), O_CLOEXEC) != 0) {
+    return std::string("cannot make a pipe: ") + std::strerror(errno);
+  }
+  const FileDescriptor reading(ends[0]);
+  FileDescriptor writing(ends[1]);
+  std::fflush(nullptr);  // the child must not write what is buffered here a second time
+  const pid_t child = fork();
+  if (child < 0) {
+    return std::string("cannot start a process: ") + std::strerror(errno);
+  }
+  if (child == 0) {
+    run_probe(object, writing.get());
+  }
+  writing.reset();
+  std::string error = read_report(reading.get());
+  int status = 0;
+  while (waitpid(child, &status, 0) < 0 && errno == EINTR) {
+  }
+  if (WIFSIGNALED(status)) {
+    error = "the script cannot be loaded: the process that tried ended by signal " +
+            std::to_string(WTERMSIG(status));
+  }
+  return error;
 }
 
 }  // namespace vsd

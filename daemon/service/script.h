@@ -8,8 +8,8 @@
 
 namespace vsd {
 
-// Owns the loaded object; its functions may be called until it is destroyed. Objects are loaded
-// privately: two scripts may define the same names.
+// Owns the loaded object; an empty one has no hooks. Objects are loaded privately: two scripts may
+// define the same names.
 class Script {
  public:
   // Nothing, with the reason in `error`, when the object cannot be loaded or defines neither
@@ -40,5 +40,9 @@ class Script {
   Hook post_recv_ = nullptr;
   Hook pre_send_ = nullptr;
 };
+
+// Why load() would refuse the object; empty when it would not. Tried in a process of its own, where
+// whatever runs when the object is loaded can do no harm to this one.
+[[nodiscard]] std::string probe_script(const std::filesystem::path& object);
 
 }  // namespace vsd

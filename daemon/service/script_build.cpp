@@ -16,6 +16,7 @@
 #include <set>
 
 #include "daemon/service/compiler_process.h"
+#include "daemon/service/script.h"
 
 namespace vsd {
 namespace {
@@ -192,14 +193,17 @@ ScriptBuildResult compile(const fs::path& source, const fs::path& object, const 
   result.diagnostics = run.output;
   parse_diagnostics(run.output, result.errors, result.warnings);
   std::error_code error;
-  if (!run.succeeded) {
+  std::string reason = run.succeeded ? probe_script(temporary) : run.failure + "\n" + run.output;
+  if (run.succeeded) {
+    result.errors.clear();  // what the compiler went on from is no error
+  }
+  if (!run.succeeded || !reason.empty()) {
     fs::remove(temporary, error);
     if (result.errors.empty()) {
-      result.errors.push_back({source, 0, run.failure + "\n" + run.output});
+      result.errors.push_back({source, 0, std::move(reason)});
     }
     return result;
   }
-  result.errors.clear();  // what the compiler went on from is no error
   if (run.output.empty()) {
     fs::remove(log, error);
   } else {

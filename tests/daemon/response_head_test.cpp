@@ -48,6 +48,7 @@ TEST(ResponseHead, TheScriptStandsAboveTheDeclaration) {
       {{"", "content-type: a/b\r\n", 202, ""}, 202, "", "A: 1\r\ncontent-type: a/b\r\n", ""},
       {{"Content-TYPE: a/b\r\n", "", 0, ""}, 404, "", "A: 1\r\nContent-TYPE: a/b\r\n", ""},
       {{"", "", 202, "HTTP/1.1 304 Same\r\n"}, 304, "HTTP/1.1 304 Same", "A: 1\r\n" + type, ""},
+      {{"connection: Close\r\n", "", 0, ""}, 404, "", "A: 1\r\nconnection: Close\r\n" + type, ""},
       {{"", "", 0, "HTTP/1.0 204"}, 204, "HTTP/1.0 204", "A: 1\r\n" + type, ""},
   };
   for (const Case& test : cases) {
@@ -70,13 +71,13 @@ TEST(ResponseHead, RefusesWhatWouldBreakTheMessage) {
        "",
        plain,
        "no header line:  folded: 1\nno header line: E : 1\nno header line: : 1\n"},
-      {{"content-length: 3\r\nTransfer-Encoding: chunked\r\nCONNECTION: close\r\n", "", 0, ""},
+      {{"content-length: 3\r\nTransfer-Encoding: chunked\r\nCONNECTION: keep-alive\r\n", "", 0, ""},
        404,
        "",
        plain,
        "a header that is the daemon's to set: content-length: 3\n"
        "a header that is the daemon's to set: Transfer-Encoding: chunked\n"
-       "a header that is the daemon's to set: CONNECTION: close\n"},
+       "a header that is the daemon's to set: CONNECTION: keep-alive\n"},
       {{"", "Content-Type: a\r\nContent-Length: 0\r\n\r\n", 0, ""},
        404,
        "",

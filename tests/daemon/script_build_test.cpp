@@ -125,9 +125,16 @@ TEST_F(ScriptBuild, SaysWhatIsMissing) {
 
   settings.compiler = "cc";
   result = build("void post_receive(void) {}\n");
+  EXPECT_TRUE(result.object.empty());
+  ASSERT_EQ(result.errors.size(), 1U);
+  EXPECT_EQ(result.errors[0].text,
+            "the script defines neither void post_recv(void) nor void pre_send(void)");
+  result = build(
+      "void pre_send(void) {}\n__attribute__((constructor)) void f(void) { *(volatile int *)0 = 1; "
+      "}\n");
+  ASSERT_EQ(result.errors.size(), 1U);
+  EXPECT_NE(result.errors[0].text.find("signal"), std::string::npos);
   std::string error;
-  EXPECT_FALSE(Script::load(result.object, error));
-  EXPECT_EQ(error, "the script defines neither void post_recv(void) nor void pre_send(void)");
   EXPECT_FALSE(Script::load(folder.path() / "absent.so", error));
   EXPECT_NE(error.find("absent.so"), std::string::npos);
 }
