@@ -184,36 +184,58 @@ ScriptBuildResult failure(const fs::path& source, std::string text) {
   return result;
 }
 
-// Runs the compiler into a temporary file; the object appears in the cache only when all went well.
-ScriptBuildResult compile(const fs::path& source, const fs::path& object, const fs::path& log,
+fs::path with_ending(fs::path stem, const char* ending) {
+  stem += ending;
+  return stem;
+}
+
+// Runs the compiler into `object`, which exists afterwards only when all went well.
+ScriptBuildResult compile(const fs::path& source, const fs::path& object,
                           const ScriptBuildSettings& settings) {
-  const fs::path temporary = temporary_beside(object);
-  const CompilerRun run = run_compiler(compiler_arguments(source, temporary, settings));
+  const CompilerRun run = run_compiler(compiler_arguments(source, object, settings));
   ScriptBuildResult result;
   result.diagnostics = run.output;
   parse_diagnostics(run.output, result.errors, result.warnings);
-  std::error_code error;
-  std::string reason = run.succeeded ? probe_script(temporary) : run.failure + "\n" + run.output;
+  std::string reason = run.succeeded ? probe_script(object) : run.failure + "\n" + run.output;
   if (run.succeeded) {
     result.errors.clear();  // what the compiler went on from is no error
-  }
-  if (!run.succeeded || !reason.empty()) {
-    fs::remove(temporary, error);
-    if (result.errors.empty()) {
-      result.errors.push_back({source, 0, std::move(reason)});
+    if (reason.empty()) {
+      result.object = object;
+      return result;
     }
-    return result;
   }
-  if (run.output.empty()) {
-    fs::remove(log, error);
+  if (result.errors.empty()) {
+    result.errors.push_back({source, 0, std::move(reason)});
+  }
+  std::error_code ignored;
+  fs::remove(object, ignored);
+  return result;
+}
+
+// Moves a compiled object to its place in the cache, behind what the compiler said about it.
+ScriptBuildResult publish(ScriptBuildResult built, const fs::path& source, const fs::path& stem) {
+  std::error_code error;
+  if (built.diagnostics.empty()) {
+    fs::remove(with_ending(stem, ".txt"), error);
   } else {
-    publish_text(run.output, log);
+    publish_text(built.diagnostics, with_ending(stem, ".txt"));
   }
-  fs::rename(temporary, object, error);
+  const fs::path object = with_ending(stem, ".so");
+  fs::rename(built.object, object, error);
   if (error) {
     return failure(source, "cannot write " + object.string() + ": " + error.message());
   }
-  result.object = object;
+  built.object = object;
+  return built;
+}
+
+ScriptBuildResult cached(const fs::path& stem) {
+  ScriptBuildResult result;
+  result.object = with_ending(stem, ".so");
+  result.from_cache = true;
+  result.diagnostics = read_file(with_ending(stem, ".txt")).value_or("");
+  std::vector<Problem> passed_over;
+  parse_diagnostics(result.diagnostics, passed_over, result.warnings);
   return result;
 }
 
@@ -306,21 +328,21 @@ ScriptBuildResult build_script(const fs::path& source, const ScriptBuildSettings
     return failure(
         source, "cannot make the folder " + settings.cache_dir.string() + ": " + error.message());
   }
-  const fs::path stem = settings.cache_dir / content_key(source, settings, *compiler);
-  fs::path object = stem;
-  object += ".so";
-  fs::path log = stem;
-  log += ".txt";
-  if (!fs::exists(object, error)) {
-    return compile(source, object, log, settings);
+  fs::path stem = settings.cache_dir / content_key(source, settings, *compiler);
+  while (!fs::exists(with_ending(stem, ".so"), error)) {
+    const fs::path before = stem;
+    ScriptBuildResult built = compile(source, temporary_beside(stem), settings);
+    stem = settings.cache_dir / content_key(source, settings, *compiler);
+    if (built.object.empty()) {
+      return built;
+    }
+    if (stem == before) {
+      return publish(std::move(built), source, stem);
+    }
+    // The script was edited meanwhile, and the object may be of either text: build it anew.
+    fs::remove(built.object, error);
   }
-  ScriptBuildResult result;
-  result.object = object;
-  result.from_cache = true;
-  result.diagnostics = read_file(log).value_or("");
-  std::vector<Problem> passed_over;
-  parse_diagnostics(result.diagnostics, passed_over, result.warnings);
-  return result;
+  return cached(stem);
 }
 
 }  // namespace vsd

@@ -94,11 +94,12 @@ TEST_F(ScriptBuild, ReusesAnObjectUntilSomethingItIsMadeFromChanges) {
 }
 
 TEST_F(ScriptBuild, SurvivesBuildsAtTheSameTime) {
+  folder.write("orders/script.c", "void pre_send(void) {}\n");
   std::vector<pid_t> children;
   for (int i = 0; i < 4; ++i) {
     const pid_t child = fork();
     if (child == 0) {
-      _exit(build("void pre_send(void) {}\n").object.empty() ? 1 : 0);
+      _exit(build_script(folder.path() / "orders/script.c", settings).object.empty() ? 1 : 0);
     }
     children.push_back(child);
   }
