@@ -1,0 +1,79 @@
+// The library's view of the request that a worker serves: one connection record, used again and
+// again, with the variable tables of the services it has served.
+#pragma once
+
+#include <wz/vsd_host.h>
+
+#include <optional>
+#include <string>
+#include <string_view>
+#include <vector>
+
+#include "daemon/http/message.h"
+#include "daemon/service/search_runner.h"
+#include "daemon/service/service_image.h"
+#include "daemon/service/variable_table.h"
+
+namespace vsd {
+
+class ConnectionState;
+
+// The record behind every cur_cptr of this host, so that a host operation finds its way back.
+struct HostConnection : connection {
+  ConnectionState* state = nullptr;
+};
+
+// One per worker: requests are served one at a time. Not movable, because scripts and the library
+// hold the record's address.
+class ConnectionState {
+ public:
+  // `image` must outlive this object.
+  explicit ConnectionState(const ServiceImage& image);
+  ConnectionState(const ConnectionState&) = delete;
+  ConnectionState& operator=(const ConnectionState&) = delete;
+  ~ConnectionState();
+
+  // Makes `request` for `service` the current one: fills the record and every declared variable
+  // and sets cur_cptr. The request's text must stay until end().
+  void begin(const ServiceView& service, const http::Request& request);
+
+  // Releases what the request and its script have left and clears cur_cptr and the other globals
+  // that refer to the request. Without a begin() it does nothing.
+  void end() noexcept;
+
+  [[nodiscard]] connection& record() { return record_; }
+  [[nodiscard]] const connection& record() const { return record_; }
+  // What wz_get_url returns while it may be called: the request target, NUL-terminated.
+  [[nodiscard]] char* url() { return url_.data(); }
+
+  // Runs every search with this hash code over the current value of the variable that it searches.
+  void rerun_search(int hash_code);
+
+ private:
+  // What is kept of a service between requests.
+  struct ServiceState {
+    explicit ServiceState(const ServiceView& service) : table(service), searches(service) {}
+    VariableTable table;
+    SearchRunner searches;
+  };
+
+  void fill(const ServiceView& service, const http::Request& request);
+  [[nodiscard]] std::string_view part_of(const http::Request& request, RequestPart part) const;
+  void release_response() noexcept;
+
+  const ServiceImage& image_;
+  std::vector<std::optional<ServiceState>> services_;  // by position in the image, made on first use
+  ServiceState* current_ = nullptr;
+  HostConnection record_{};
+  std::string head_;  // NUL-terminated copies: what follows them in the connection's buffer is
+  std::string url_;   // no part of them
+  std::string decoded_;
+};
+
+// The value of a parameter of the query in `url`, as written; nothing when there is none.
+[[nodiscard]] std::optional<std::string_view> query_value(std::string_view url,
+                                                          std::string_view parameter);
+// Appends `text` with %XX and '+' resolved; a '%' without two hexadecimal digits stays.
+void append_query_decoded(std::string_view text, std::string& out);
+
+}  // namespace vsd

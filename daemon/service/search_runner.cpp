@@ -1,0 +1,63 @@
+#include "daemon/service/search_runner.h"
+
+#include <wz/wzlb_search_vars.h>
+
+#include "daemon/service/variable_table.h"
+
+namespace vsd {
+namespace {
+
+// Bits of the engine's search flag.
+constexpr char kLeftIsRegex = 1;
+constexpr char kRightIsRegex = 2;
+
+}  // namespace
+
+void SearchRunner::Free::operator()(regex_t* regex) const noexcept {
+  regfree(regex);
+  delete regex;
+}
+
+SearchRunner::SearchRunner(const ServiceView& service) : service_(service) {
+  for (const SearchRow& search : service.searches()) {
+    Boundaries& boundaries = regexes_.emplace_back();
+    if (search.left_is_regex) {
+      boundaries.left = compile(search.left, search.ignore_case);
+    }
+    if (search.right_is_regex) {
+      boundaries.right = compile(search.right, search.ignore_case);
+    }
+  }
+}
+
+// The loader has compiled every pattern once, so this fails only for want of memory; the engine
+// then takes the boundary as plain text.
+SearchRunner::Regex SearchRunner::compile(TextRef pattern, bool ignore_case) const {
+  auto compiled = std::make_unique<regex_t>();
+  const int flags = REG_EXTENDED | (ignore_case ? REG_ICASE : 0);
+  if (regcomp(compiled.get(), service_.c_text(pattern), flags) != 0) {
+    return nullptr;
+  }
+  return Regex(compiled.release());
+}
+
+void SearchRunner::run(const SearchRow& search, std::string_view text, UserVarEntry& entry) {
+  clear_values(entry);
+  const auto position = static_cast<std::size_t>(&search - service_.searches().data());
+  const Boundaries& regexes = regexes_[position];
+  char search_flag = 0;
+  search_flag = static_cast<char>(search_flag | (regexes.left != nullptr ? kLeftIsRegex : 0));
+  search_flag = static_cast<char>(search_flag | (regexes.right != nullptr ? kRightIsRegex : 0));
+  const auto writable = [this](TextRef ref) { return const_cast<char*>(service_.c_text(ref)); };
+  char* begin = const_cast<char*>(text.data());
+  const int total_methods = static_cast<int>(search.methods.length);
+  int found = 0;
+  wzlb_get_search_var_value(writable(search.name), writable(search.left), writable(search.right),
+                            search.save_offset, search.save_length, begin, begin + text.size(),
+                            &found, search.ordinal, search.convert, total_methods > 0 ? 1 : 0,
+                            &entry, 0, writable(search.methods), total_methods,
+                            search.ignore_case ? 1 : 0, regexes.left.get(), regexes.right.get(),
+                            search_flag, 0, static_cast<int>(text.size()));
+}
+
+}  // namespace vsd
