@@ -150,8 +150,9 @@ void ConnectionState::rerun_search(int hash_code) {
     return;
   }
   const UserVarEntry& in = current_->table[static_cast<std::size_t>(row.in_hash_code)];
-  const std::string_view text =
-      in.value.value == nullptr ? std::string_view("") : std::string_view(in.value.value, in.length);
+  const std::string_view text = in.value.value == nullptr
+                                    ? std::string_view("")
+                                    : std::string_view(in.value.value, in.length);
   current_->searches.run(row, text, current_->table[static_cast<std::size_t>(hash_code)]);
 }
 

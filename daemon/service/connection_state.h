@@ -62,7 +62,8 @@ class ConnectionState {
   void release_response() noexcept;
 
   const ServiceImage& image_;
-  std::vector<std::optional<ServiceState>> services_;  // by position in the image, made on first use
+  std::vector<std::optional<ServiceState>>
+      services_;  // by position in the image, made on first use
   ServiceState* current_ = nullptr;
   HostConnection record_{};
   std::string head_;  // NUL-terminated copies: what follows them in the connection's buffer is

@@ -35,6 +35,10 @@ enum vsd_var_kind {
   SYS_VAR_FWD_PROTOCOL = 28
 };
 
+/** Protocols of a connection: what get_proto_type names. */
+#define VSD_PROTO_HTTP 0
+#define VSD_PROTO_HTTPS 1
+
 /** Bytes that the buffer holds into which a date variable's format is written. */
 #define VSD_DATE_FORMAT_SIZE 4097
 

@@ -1,0 +1,37 @@
+// Names of request methods and protocols, and where forwarded requests go.
+#include <wz/vsd_host.h>
+
+#include <algorithm>
+#include <string_view>
+
+// Read from the request line, so that it is right for every method there is. The record is
+// overwritten by the next call.
+HttpMethodInfo* get_http_method(connection* cptr) {
+  static HttpMethodInfo info;
+  info = {};
+  if (cptr != nullptr && cptr->request_hdr.hdr_buffer != nullptr) {
+    const std::string_view line = cptr->request_hdr.hdr_buffer + cptr->request_hdr.hdr_start_idx;
+    const std::size_t length =
+        std::min(line.find_first_of(" \t\r\n"), std::min(line.size(), sizeof info.http_method));
+    info.http_method_len = static_cast<int>(line.copy(info.http_method, length));
+  }
+  return &info;
+}
+
+char* get_proto_type(int proto) {
+  static char http[] = "http";
+  static char https[] = "https";
+  static char unknown[] = "";
+  switch (proto) {
+    case VSD_PROTO_HTTP:
+      return http;
+    case VSD_PROTO_HTTPS:
+      return https;
+    default:
+      return unknown;
+  }
+}
+
+unsigned short get_dynamic_fwd_port(connection*, Cr_file_seg* resp_template) {
+  return resp_template != nullptr ? resp_template->backend_port : 0;
+}
