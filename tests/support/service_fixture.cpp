@@ -1,0 +1,159 @@
+#include "tests/support/service_fixture.h"
+
+#include <wz/wzlb_alloc.h>
+
+#include <cstring>
+#include <vector>
+
+#include "daemon/service/service_loader.h"
+
+namespace wz::test {
+namespace {
+
+// The second word of a request line.
+std::string target_of(std::string_view head) {
+  const std::string_view line = head.substr(0, head.find_first_of("\r\n"));
+  const std::size_t begin = line.find(' ');
+  if (begin == std::string_view::npos) {
+    return {};
+  }
+  const std::string_view rest = line.substr(begin + 1);
+  return std::string(rest.substr(0, rest.find(' ')));
+}
+
+ArrayValEntry tracked_copy(std::string_view text) {
+  ArrayValEntry element{};
+  element.value = static_cast<char*>(WZLB_MALLOC(text.size() + 1, "element"));
+  std::memcpy(element.value, text.data(), text.size());
+  element.value[text.size()] = '\0';
+  element.length = static_cast<unsigned>(text.size());
+  return element;
+}
+
+}  // namespace
+
+// A forward connection with a service record of its own: one template and its string pool.
+struct ServiceFixture::Forward {
+  struct {
+    scontents service{};
+    Cr_file_seg response{};
+    char pool[256] = {};
+  } image;
+  connection link{};
+};
+
+ServiceFixture::~ServiceFixture() {
+  finish();
+}
+
+void ServiceFixture::serve(std::string_view declarations, std::string_view head,
+                           std::string_view body) {
+  finish();
+  state_.reset();
+  std::string text(declarations);
+  if (text.find("wz_service(") == std::string::npos) {
+    text += "\nwz_service(test, method=\"GET|POST\", url=\"/test\");";
+  }
+  if (text.find("wz_response(") == std::string::npos) {
+    folder_.write("response.txt", "");
+    text += "\nwz_response(test, file=\"response.txt\");";
+  }
+  vsd::ServiceDefinition definition;
+  definition.folder = folder_.path();
+  definition.file = folder_.path() / "service.wz";
+  std::vector<vsd::Problem> problems;
+  vsd::read_service(text, definition, problems);
+  for (const vsd::Problem& problem : problems) {
+    ADD_FAILURE() << to_string(problem);
+  }
+  image_ = vsd::ServiceImage::build({&definition, 1});
+  state_ = std::make_unique<vsd::ConnectionState>(*image_);
+  request(head, body);
+}
+
+void ServiceFixture::request(std::string_view head, std::string_view body) {
+  finish();
+  head_ = head;
+  body_ = body;
+  target_ = target_of(head);
+  vsd::http::Request text;
+  text.method = std::string_view(head_).substr(0, head_.find(' '));
+  text.target = target_;
+  text.head = head_;
+  text.body = body_;
+  state_->begin(service(), text);
+  cur_url = state_->url();
+}
+
+void ServiceFixture::finish() {
+  if (state_ != nullptr) {
+    state_->end();
+  }
+}
+
+UserVarEntry& ServiceFixture::entry(std::string_view name) {
+  const int hash_code = service().find_variable(name);
+  if (hash_code < 0) {
+    ADD_FAILURE() << "the service has no variable " << name;
+    std::abort();
+  }
+  return current().uvtable[service().variable(hash_code).user_var_table_idx];
+}
+
+void ServiceFixture::set(std::string_view name, std::string_view value) {
+  vsd::set_value(entry(name), value);
+}
+
+void ServiceFixture::set_array(std::string_view name,
+                               std::initializer_list<const char*> elements) {
+  UserVarEntry& array = entry(name);
+  ASSERT_TRUE((array.flags & WZ_USER_VAR_IS_ARRAY) != 0) << name << " is no array";
+  vsd::clear_values(array);
+  WZLB_FREE(array.value.array, "array", -1);
+  array.value.array = nullptr;
+  array.length = 0;
+  if (elements.size() == 0) {
+    return;
+  }
+  array.value.array = static_cast<ArrayValEntry*>(
+      WZLB_MALLOC(elements.size() * sizeof(ArrayValEntry), "array"));
+  for (const char* element : elements) {
+    array.value.array[array.length++] =
+        element != nullptr ? tracked_copy(element) : ArrayValEntry{};
+  }
+}
+
+std::optional<std::string> ServiceFixture::value(std::string_view name) {
+  const UserVarEntry& scalar = entry(name);
+  if (scalar.value.value == nullptr) {
+    return std::nullopt;
+  }
+  return std::string(scalar.value.value, scalar.length);
+}
+
+std::optional<std::string> ServiceFixture::element(std::string_view name, unsigned number) {
+  const UserVarEntry& array = entry(name);
+  if (number < 1 || number > array.length || array.value.array[number - 1].value == nullptr) {
+    return std::nullopt;
+  }
+  const ArrayValEntry& found = array.value.array[number - 1];
+  return std::string(found.value, found.length);
+}
+
+void ServiceFixture::forward_to(std::string_view host, unsigned short port, char proto) {
+  forward_ = std::make_shared<Forward>();
+  auto& image = forward_->image;
+  const char* base = reinterpret_cast<const char*>(&image.service);
+  image.service.cr_resp_file_idx = reinterpret_cast<const char*>(&image.response) - base;
+  image.service.string_big_buf_idx = image.pool - base;
+  image.response.backend_host_name = 1;  // 0 would mean that there is none
+  image.response.backend_host_name_len = static_cast<int>(host.copy(image.pool + 1, 250));
+  image.response.backend_port = port;
+  forward_->link.scptr = &image.service;
+  forward_->link.flag = VSD_FLAG_FORWARDED;
+  forward_->link.proto_type = proto;
+  forward_->link.template_id_used = 0;
+  current().conn_link = &forward_->link;
+}
+
+}  // namespace wz::test
