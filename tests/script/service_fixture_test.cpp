@@ -1,11 +1,11 @@
 // One reference of every kind, through the real host operations: what the other tests of this
 // folder stand on.
+#include "tests/support/service_fixture.h"
+
 #include <wz/wz_script.h>
 
 #include <cstring>
 #include <string>
-
-#include "tests/support/service_fixture.h"
 
 namespace {
 

@@ -104,8 +104,7 @@ void ServiceFixture::set(std::string_view name, std::string_view value) {
   vsd::set_value(entry(name), value);
 }
 
-void ServiceFixture::set_array(std::string_view name,
-                               std::initializer_list<const char*> elements) {
+void ServiceFixture::set_array(std::string_view name, std::initializer_list<const char*> elements) {
   UserVarEntry& array = entry(name);
   ASSERT_TRUE((array.flags & WZ_USER_VAR_IS_ARRAY) != 0) << name << " is no array";
   vsd::clear_values(array);
@@ -115,8 +114,8 @@ void ServiceFixture::set_array(std::string_view name,
   if (elements.size() == 0) {
     return;
   }
-  array.value.array = static_cast<ArrayValEntry*>(
-      WZLB_MALLOC(elements.size() * sizeof(ArrayValEntry), "array"));
+  array.value.array =
+      static_cast<ArrayValEntry*>(WZLB_MALLOC(elements.size() * sizeof(ArrayValEntry), "array"));
   for (const char* element : elements) {
     array.value.array[array.length++] =
         element != nullptr ? tracked_copy(element) : ArrayValEntry{};
