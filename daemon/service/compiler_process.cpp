@@ -36,6 +36,7 @@ class ChildFiles {
 
 std::vector<char*> pointers(std::vector<std::string>& words) {
   std::vector<char*> list;
+  list.reserve(words.size() + 1);
   for (std::string& word : words) {
     list.push_back(word.data());
   }
