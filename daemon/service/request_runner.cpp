@@ -1,0 +1,112 @@
+#include "daemon/service/request_runner.h"
+
+#include <algorithm>
+#include <utility>
+
+#include "daemon/service/response_head.h"
+#include "daemon/service/service_matcher.h"
+
+namespace vsd {
+namespace {
+
+void answer_with_text(int status, std::string_view text, http::Response& response) {
+  response.status = status;
+  response.headers.append("Content-Type: text/plain\r\n");
+  response.body.assign(text);
+}
+
+// Ends the current request whatever happens.
+class CurrentRequest {
+ public:
+  CurrentRequest(ConnectionState& state, const ServiceView& service, const http::Request& request)
+      : state_(state) {
+    state_.begin(service, request);
+  }
+  CurrentRequest(const CurrentRequest&) = delete;
+  CurrentRequest& operator=(const CurrentRequest&) = delete;
+  ~CurrentRequest() { state_.end(); }
+
+ private:
+  ConnectionState& state_;
+};
+
+}  // namespace
+
+ServiceRunner::ServiceRunner(const ServiceImage& image, std::vector<Script> scripts)
+    : image_(image), scripts_(std::move(scripts)), state_(image) {
+  scripts_.resize(image.size());
+}
+
+void ServiceRunner::handle(const http::Request& request, http::Response& response) {
+  const ServiceMatch match = match_service(image_, request.method, request.target);
+  switch (match.outcome) {
+    case ServiceMatch::Outcome::found:
+      serve(*match.service, request, response);
+      break;
+    case ServiceMatch::Outcome::no_path:
+      answer_with_text(404, "No service answers at this path.\n", response);
+      break;
+    case ServiceMatch::Outcome::no_method:
+      response.headers.append("Allow: ")
+          .append(allowed_methods(image_, request.target))
+          .append("\r\n");
+      answer_with_text(405, "No service answers this method at this path.\n", response);
+      break;
+  }
+}
+
+void ServiceRunner::serve(const ServiceView& service, const http::Request& request,
+                          http::Response& response) {
+  const CurrentRequest current(state_, service, request);
+  const Script& script = scripts_[image_.index_of(service)];
+  cur_url = state_.url();
+  script.post_recv();
+  cur_url = nullptr;  // scripts get the URL after the receipt only
+
+  const ResponseRow* chosen = choose_response(service);
+  if (chosen == nullptr) {
+    answer_with_text(500, "No response of the service fits this request.\n", response);
+    return;
+  }
+  script.pre_send();
+  evaluator_.append(service.text(chosen->body), service.body_pieces(*chosen), state_.record(),
+                    response.body);
+  const DeclaredHead declared{chosen->status, service.text(chosen->content_type_line),
+                              service.text(chosen->headers)};
+  merge_response_head(declared, state_.record().url_data, response, refused_);
+  if (!refused_.empty()) {
+    log_refused();
+  }
+}
+
+// The first response in the order declared whose condition holds; one without a condition always
+// fits.
+const ResponseRow* ServiceRunner::choose_response(const ServiceView& service) {
+  for (const ResponseRow& row : service.responses()) {
+    if (!row.is_conditional) {
+      return &row;
+    }
+    condition_.clear();
+    evaluator_.append(service.text(row.when), service.when_pieces(row), state_.record(),
+                      condition_);
+    if (condition_ == service.text(row.equals)) {
+      return &row;
+    }
+  }
+  return nullptr;
+}
+
+void ServiceRunner::log_refused() {
+  std::string_view lines = refused_;
+  while (!lines.empty()) {
+    const std::string_view line = lines.substr(0, lines.find('\n'));
+    vsd_error_log_ex(0, const_cast<char*>(__FILE_NAME__), __LINE__, const_cast<char*>(__func__),
+                     &state_.record(), const_cast<char*>(""), const_cast<char*>(""),
+                     const_cast<char*>("left out of the answer: %.*s"),
+                     static_cast<int>(line.size()), line.data());
+    lines.remove_prefix(std::min(line.size() + 1, lines.size()));
+  }
+  refused_.clear();
+}
+
+}  // namespace vsd

@@ -1,0 +1,157 @@
+#include "daemon/service/request_runner.h"
+
+#include <gtest/gtest.h>
+
+#include <optional>
+
+#include "daemon/service/check.h"
+#include "tests/support/temporary_folder.h"
+
+namespace vsd {
+namespace {
+
+// A work directory whose services are prepared, built and served without any socket.
+class RequestRunner : public testing::Test {
+ protected:
+  using Files = std::vector<std::pair<std::string, std::string>>;
+
+  void serve(const Files& files) {
+    for (const auto& [name, text] : files) {
+      folder.write("correlation/p/s/services/" + name, text);
+    }
+    const auto settings = make_script_build_settings(folder.path(), "cc", "-Werror");
+    PreparedServices prepared = prepare_services(folder.path(), settings);
+    problems = prepared.errors;
+    image.emplace(ServiceImage::build(prepared.services));
+    runner.emplace(*image, load_scripts(prepared, problems));
+  }
+
+  const http::Response& ask(std::string_view method, std::string_view target,
+                            std::string_view headers = "", std::string_view body = "") {
+    head = std::string(method) + " " + std::string(target) + " HTTP/1.1\r\n" +
+           std::string(headers) + "\r\n";
+    http::Request request;
+    request.method = method;
+    request.target = target;
+    request.head = head;
+    request.body = body;
+    request.has_if_none_match = head.find("If-None-Match") != std::string::npos;
+    response.clear();
+    runner->handle(request, response);
+    return response;
+  }
+
+  wz::test::TemporaryFolder folder;
+  std::vector<Problem> problems;
+  std::optional<ServiceImage> image;
+  std::optional<ServiceRunner> runner;
+  std::string head;
+  http::Response response;
+};
+
+constexpr const char* kOrders =
+    "wz_service(orders, method=\"POST|GET\", url=\"/order\");\n"
+    "wz_search_var(id, LB=\"<id>\", RB=\"</id>\", in=body);\n"
+    "wz_query_var(cust, name=cust);\n"
+    "wz_scratch_var(note);\n"
+    "wz_date_var(year, format=\"%Y\");\n"
+    "wz_response(none, file=\"none.txt\", status=404, when=\"{id}\", equals=\"\");\n"
+    "wz_response(seven, file=\"seven.json\", status=201, when=\"{id}-{cust}\", equals=\"7-x\", "
+    "header=\"X-Fixed: 1\");\n"
+    "wz_response(any, file=\"any.xml\");\n";
+
+TEST_F(RequestRunner, ChoosesEvaluatesAndMerges) {
+  serve({{"orders/service.wz", kOrders},
+         {"orders/none.txt", "no id, {note}"},
+         {"orders/seven.json", R"({"id":"{id}","note":{"x":"{note}"},"m":"{http_method}"})"},
+         {"orders/any.xml", "<r>{id}|{cust}|{unknown}|{id_count}</r>"},
+         {"orders/script.c",
+          "#include <wz/wz_script.h>\n"
+          "void post_recv(void) {\n"
+          "  char *note = wz_get_http_hdr(\"X-Note\");\n"
+          "  wz_save_string(note ? note : wz_get_url(), \"note\");\n"
+          "}\n"
+          "void pre_send(void) {\n"
+          "  if (wz_get_url() != 0) wz_set_http_status_code(599);\n"
+          "  if (wz_http_req_has_validator_if_none_match())\n"
+          "    wz_http_set_response_line(\"HTTP/1.1 304 Same\\r\\n\");\n"
+          "  if (wz_get_int_val(\"id\") == 9) {\n"
+          "    wz_set_http_status_code(202);\n"
+          "    wz_set_content_type_hdr(\"Content-Type: text/x-own\");\n"
+          "    wz_set_http_hdr(wz_eval_string(\"X-Id: {id}\"));\n"
+          "    wz_set_http_hdr(\"Content-Length: 3\");\n"
+          "  }\n"
+          "}\n"}});
+  ASSERT_TRUE(problems.empty()) << to_string(problems[0]);
+
+  ask("POST", "/order?cust=x&y=1", "X-Note: hi\r\n", "<a/><id>7</id>");
+  EXPECT_EQ(response.status, 201);
+  EXPECT_EQ(response.body, R"({"id":"7","note":{"x":" hi"},"m":"POST"})");
+  EXPECT_EQ(response.headers, "X-Fixed: 1\r\nContent-Type: application/json\r\n");
+
+  ask("POST", "/order?cust=x");
+  EXPECT_EQ(response.status, 404);
+  EXPECT_EQ(response.body, "no id, /order?cust=x");
+  EXPECT_EQ(response.headers, "Content-Type: text/plain\r\n");
+
+  ask("GET", "/order", "", std::string_view("<id>9</id>\0rest", 15));
+  EXPECT_EQ(response.status, 202);
+  EXPECT_EQ(response.body, "<r>9||{unknown}|1</r>");
+  EXPECT_EQ(response.headers, "Content-Type: text/x-own\r\nX-Id: 9\r\n");
+
+  ask("HEAD", "/order?cust=", "If-None-Match: \"a\"\r\n", "<id></id>");
+  EXPECT_EQ(response.status, 304);
+  EXPECT_EQ(response.status_line, "HTTP/1.1 304 Same");
+
+  EXPECT_EQ(cur_cptr, nullptr);
+  EXPECT_EQ(cur_url, nullptr);
+}
+
+TEST_F(RequestRunner, KeepsRequestsAndServicesApart) {
+  serve({{"a/service.wz",
+          "wz_service(a, method=POST, url=\"/a\");\nwz_request_var(b, part=body);\n"
+          "wz_scratch_var(once);\nwz_response(r, file=\"r.bin\");\n"},
+         {"a/r.bin", "[{b}|{once}]"},
+         {"a/script.c",
+          "#include <wz/wz_script.h>\nstatic int count;\n"
+          "void post_recv(void) { if (count++ == 0) wz_save_string(\"first\", \"once\"); }\n"},
+         {"b/service.wz", "wz_service(b, url=\"/b\");\nwz_response(r, file=\"r.txt\");\n"},
+         {"b/r.txt", "{b}{{}}"}});
+  ASSERT_TRUE(problems.empty()) << to_string(problems[0]);
+  const std::string binary("x\0{once}\xff", 9);
+  EXPECT_EQ(ask("POST", "/a", "", binary).body, "[" + binary + "|first]");
+  EXPECT_EQ(response.headers, "Content-Type: application/octet-stream\r\n");
+  EXPECT_EQ(ask("GET", "/b").body, "{b}{{}}");
+  EXPECT_EQ(ask("POST", "/a", "", "y").body, "[y|]");
+  EXPECT_EQ(ask("POST", "/a").body, "[|]");
+
+  ask("PUT", "/b");
+  EXPECT_EQ(response.status, 405);
+  EXPECT_EQ(response.headers, "Allow: GET, HEAD\r\nContent-Type: text/plain\r\n");
+  EXPECT_EQ(ask("GET", "/c?/a").status, 404);
+}
+
+TEST_F(RequestRunner, PreparesWhatIsRightAndReportsTheRest) {
+  const std::string response_line = "wz_response(r, file=\"r.txt\");\n";
+  serve({{"good/service.wz", "wz_service(good, url=\"/good\");\n" + response_line},
+         {"good/r.txt", "fine"},
+         {"bad/service.wz", "wz_service(bad, url=\"/bad\");\nwz_nonsense(x);\n" + response_line},
+         {"bad/r.txt", ""},
+         {"bad/script.c", "void post_recv(void) {}\n\nint x = y;\n"},
+         {"script/service.wz", "wz_service(script, url=\"/script\");\n" + response_line},
+         {"script/r.txt", ""},
+         {"script/script.c", "void pre_send(void) {\n  no_such_function();\n}\n"}});
+  std::vector<std::string> places;
+  for (const Problem& problem : problems) {
+    const auto file = problem.file.parent_path().filename() / problem.file.filename();
+    places.push_back(file.string() + ":" + std::to_string(problem.line));
+  }
+  EXPECT_EQ(places,
+            (std::vector<std::string>{"bad/script.c:3", "bad/service.wz:2", "script/script.c:2"}));
+  EXPECT_EQ(ask("GET", "/good").body, "fine");
+  EXPECT_EQ(ask("GET", "/bad").status, 404);
+  EXPECT_EQ(ask("GET", "/script").status, 404);
+}
+
+}  // namespace
+}  // namespace vsd
