@@ -81,6 +81,20 @@ void open_debug_stream() {
   wzlb_util_set_debug_log_fp(stream);
 }
 
+// Apart from the test of the masks, so that a line that they stop does not pay for this frame.
+[[gnu::noinline, gnu::cold]] __attribute__((format(printf, 4, 0))) void write_debug_line(
+    const char* file, int line, const char* fname, const char* format, va_list arguments) {
+  const ErrnoKeeper errno_keeper;
+  wz::LogLine<kLineBound> text;
+  // The newline leads: a line is complete without one behind it, and tools rely on that.
+  text.set_head("\n%s|%s|%d|%s|", get_cur_date_time(), file, line, fname);
+  text.append_message(format, arguments);
+  if (open_log_ex(log_file, &lib_debug_fd, max_debug_log_file_size) == 1) {
+    open_debug_stream();
+  }
+  write_line(lib_debug_fd, text.text(), text.length());
+}
+
 }  // namespace
 
 char* get_cur_date_time(void) {
@@ -108,18 +122,10 @@ void wzlb_debug_log_ex(int tmp_log_level, unsigned long long mask, char* file, i
   if (!wz::tracing(tmp_log_level, mask)) {
     return;
   }
-  const ErrnoKeeper errno_keeper;
-  wz::LogLine<kLineBound> text;
-  // The newline leads: a line is complete without one behind it, and tools rely on that.
-  text.set_head("\n%s|%s|%d|%s|", get_cur_date_time(), file, line, fname);
   va_list arguments;
   va_start(arguments, format);
-  text.append_message(format, arguments);
+  write_debug_line(file, line, fname, format, arguments);
   va_end(arguments);
-  if (open_log_ex(log_file, &lib_debug_fd, max_debug_log_file_size) == 1) {
-    open_debug_stream();
-  }
-  write_line(lib_debug_fd, text.text(), text.length());
 }
 
 void wzlb_error_log_ex(int log_level, char* file, int line, char* fname, char* error_id,
