@@ -173,7 +173,8 @@ u_wz_ts_t get_ms_stamp_jiffy(void) {
 
 u_wz_ts_t get_ms_stamp_gettimeofday(void) {
   const struct timeval now = wall_clock();
-  return static_cast<u_wz_ts_t>((now.tv_sec - base_timestamp) * 1000 + now.tv_usec / 1000);
+  return static_cast<u_wz_ts_t>(now.tv_sec - base_timestamp) * 1000 +
+         static_cast<u_wz_ts_t>(now.tv_usec) / 1000;
 }
 
 u_wz_ts_t get_ms_stamp_rdtsc(void) {
