@@ -1,3 +1,32 @@
-int main() {
-  return 0;
+#include <cstdio>
+#include <exception>
+
+#include "daemon/cli.h"
+#include "daemon/commands.h"
+
+namespace {
+
+int execute(const vsd::CommandLine& line) {
+  switch (line.command) {
+    case vsd::Command::run:
+      return vsd::run_command(line);
+    case vsd::Command::check:
+      return vsd::check_command(line);
+    case vsd::Command::create:
+      return vsd::new_command(line);
+  }
+  return vsd::kExitUsage;
+}
+
+}  // namespace
+
+int main(int argc, char** argv) {
+  try {
+    int exit_status = vsd::kExitOk;
+    const auto line = vsd::parse_command_line(argc, argv, exit_status);
+    return line ? execute(*line) : exit_status;
+  } catch (const std::exception& error) {
+    std::fprintf(stderr, "vsd: %s\n", error.what());
+    return vsd::kExitFailed;
+  }
 }

@@ -49,6 +49,33 @@ bool is_free(const addrinfo& candidate) {
   return bind(probe.get(), candidate.ai_addr, candidate.ai_addrlen) == 0;
 }
 
+[[noreturn]] void fail(const ListenAddress& address, int error) {
+  throw std::runtime_error("cannot listen on " + to_string(address) + ": " +
+                           std::generic_category().message(error));
+}
+
+Listener bind_listener(const ListenAddress& address, const addrinfo& candidate) {
+  Listener listener;
+  listener.socket = FileDescriptor(
+      socket(candidate.ai_family, candidate.ai_socktype | SOCK_NONBLOCK | SOCK_CLOEXEC, 0));
+  if (!listener.socket) {
+    fail(address, errno);
+  }
+  const int fd = listener.socket.get();
+  const int on = 1;
+  const int off = 0;
+  setsockopt(fd, SOL_SOCKET, SO_REUSEADDR, &on, sizeof on);
+  setsockopt(fd, SOL_SOCKET, SO_REUSEPORT, &on, sizeof on);
+  if (candidate.ai_family == AF_INET6) {
+    setsockopt(fd, IPPROTO_IPV6, IPV6_V6ONLY, &off, sizeof off);
+  }
+  if (bind(fd, candidate.ai_addr, candidate.ai_addrlen) != 0 || listen(fd, kBacklog) != 0) {
+    fail(address, errno);
+  }
+  listener.port = bound_port(fd);
+  return listener;
+}
+
 }  // namespace
 
 std::string to_string(const ListenAddress& address) {
@@ -61,34 +88,16 @@ std::string to_string(const ListenAddress& address) {
 }
 
 Listener open_listener(const ListenAddress& address) {
-  const AddressList addresses = resolve(address);
-  const addrinfo& candidate = *addresses;
-  const auto fail = [&](int error) {
-    throw std::runtime_error("cannot listen on " + to_string(address) + ": " +
-                             std::generic_category().message(error));
-  };
-  if (!is_free(candidate)) {
-    fail(errno);
+  const AddressList candidates = resolve(address);
+  if (!is_free(*candidates)) {
+    fail(address, errno);
   }
-  Listener listener;
-  listener.socket = FileDescriptor(
-      socket(candidate.ai_family, candidate.ai_socktype | SOCK_NONBLOCK | SOCK_CLOEXEC, 0));
-  if (!listener.socket) {
-    fail(errno);
-  }
-  const int fd = listener.socket.get();
-  const int on = 1;
-  const int off = 0;
-  setsockopt(fd, SOL_SOCKET, SO_REUSEADDR, &on, sizeof on);
-  setsockopt(fd, SOL_SOCKET, SO_REUSEPORT, &on, sizeof on);
-  if (candidate.ai_family == AF_INET6) {
-    setsockopt(fd, IPPROTO_IPV6, IPV6_V6ONLY, &off, sizeof off);
-  }
-  if (bind(fd, candidate.ai_addr, candidate.ai_addrlen) != 0 || listen(fd, kBacklog) != 0) {
-    fail(errno);
-  }
-  listener.port = bound_port(fd);
-  return listener;
+  return bind_listener(address, *candidates);
+}
+
+Listener join_listener(const ListenAddress& address) {
+  const AddressList candidates = resolve(address);
+  return bind_listener(address, *candidates);
 }
 
 }  // namespace vsd

@@ -18,6 +18,9 @@ struct Listener {
 // operator (address in use, no permission, unknown host).
 [[nodiscard]] Listener open_listener(const ListenAddress& address);
 
+// One more listener on an address that open_listener has taken.
+[[nodiscard]] Listener join_listener(const ListenAddress& address);
+
 // "127.0.0.1:8080", "[::1]:8080", or "*:8080" for every address.
 [[nodiscard]] std::string to_string(const ListenAddress& address);
 
