@@ -29,11 +29,15 @@ inline bool error_log_is_open() noexcept {
 }  // namespace wz::script
 
 // VSD_TRACE(level, module, format, ...): a debug line of the script API for the current connection.
-#define VSD_TRACE(level, module, format, ...)                                                  \
+#define VSD_TRACE(level, module, format, ...) \
+  VSD_TRACE_AS(__func__, level, module, format __VA_OPT__(, ) __VA_ARGS__)
+
+// The same in the name of another function: the exported one that a helper works for.
+#define VSD_TRACE_AS(function, level, module, format, ...)                                     \
   do {                                                                                         \
-    if (wz::script::tracing((level), (module))) {                                              \
+    if (wz::script::tracing((level), (module))) [[unlikely]] {                                 \
       vsd_debug_log_ex((level), (module), const_cast<char*>(__FILE_NAME__), __LINE__,          \
-                       const_cast<char*>(__func__), &cur_cptr != nullptr ? cur_cptr : nullptr, \
+                       const_cast<char*>(function), &cur_cptr != nullptr ? cur_cptr : nullptr, \
                        const_cast<char*>(format) __VA_OPT__(, ) __VA_ARGS__);                  \
     }                                                                                          \
   } while (0)

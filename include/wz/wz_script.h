@@ -1,4 +1,57 @@
-/* Everything a service script may call. */
+/**
+ * @file wz_script.h
+ * Everything a service script may call: the manual of script authors.
+ *
+ * A script is a C file beside its service's declarations. It defines any of two functions, which
+ * the daemon calls at their point of a request's life:
+ *
+ *     void post_recv(void);   the request is read and the declared variables are filled
+ *     void pre_send(void);    the response is chosen, its body not yet evaluated
+ *
+ * A whole script, for a service that declares the search variable `order_id`, the scratch variable
+ * `greeting` and the scratch array `lines` of 3 elements:
+ *
+ *     #include <wz/wz_script.h>
+ *     #include <string.h>
+ *
+ *     void post_recv(void)
+ *     {
+ *       char customer[256];                          // value of ?customer=... in the URL
+ *       char *agent = wz_get_http_hdr("User-Agent");  // " curl/7.88.1", or null
+ *
+ *       if (wz_get_url_query_param_val("customer", customer, WZ_FLAG_URL_DECODE) != 0)
+ *         strcpy(customer, "nobody");
+ *       wz_save_string(customer, "greeting");
+ *       wz_save_string(wz_eval_string("Order {order_id} of {greeting}"), "greeting");
+ *       if (agent)
+ *         wz_save_string(agent, "lines_1");          // first element of the array
+ *     }
+ *
+ *     void pre_send(void)
+ *     {
+ *       wz_set_http_hdr(wz_eval_string("X-Lines: {lines_count}"));
+ *       if (wz_get_int_val("order_id") > 1000)
+ *         wz_set_http_status_code(202);
+ *     }
+ *
+ * Conventions, stated once and true of every function unless it says otherwise:
+ *
+ * - Names and texts are NUL-terminated. A null one is harmless: getters return null, the others
+ *   their failure code. Texts are never written to, although the prototypes take `char *`.
+ * - Lengths are bytes and leave the terminating NUL out. Buffers that a call fills must have room
+ *   for the NUL.
+ * - Results are 0 for success and -1 for failure where a function returns a code.
+ * - What you pass in is copied before the call returns. What you get back is borrowed: it lies in a
+ *   buffer that the library uses again (each function says until when it is valid), so copy it,
+ *   or save it into a variable, to keep it. Free nothing that a function here does not tell you to.
+ * - All calls work on the request being served. Outside of a request, or for a request that matched
+ *   no service, nothing resolves: templates come back as they are, saving fails, getters return
+ *   null.
+ * - One request at a time runs script code in a process; call these functions from the thread that
+ *   runs the script, never from one of your own.
+ * - What goes wrong is told in the host's debug log (every call traces there too) and, where a
+ *   function says so, on standard error, standard output or in the host's error log.
+ */
 #ifndef WZ_SCRIPT_H
 #define WZ_SCRIPT_H
 
@@ -14,57 +67,300 @@ WZ_BEGIN_DECLS
 #define WZ_ARG_IS_BUF 0
 #define WZ_ARG_IS_PARAM 1
 
-/* Encoding flags. */
-#define WZ_FLAG_NONE 0
-#define WZ_FLAG_URL_ENCODE 1
-#define WZ_FLAG_URL_DECODE 2
+/* Encoding flags: what happens to a value on its way. Other numbers mean WZ_FLAG_NONE. */
+#define WZ_FLAG_NONE 0       /**< the value as it is */
+#define WZ_FLAG_URL_ENCODE 1 /**< percent-escaped: "a b&c" becomes "a%20b%26c" */
+#define WZ_FLAG_URL_DECODE 2 /**< percent-escapes resolved; a decoded NUL ends the value */
 
-/* ---- templates ---- */
+/* ---- templates --------------------------------------------------------------------------------
+ *
+ * A template is text in which {name} stands for the current value of a variable of the service:
+ *
+ *     {name}        the value; of an array, its first element
+ *     {name_N}      element N of an array, from 1
+ *     {name_count}  number of elements of an array, nothing for an empty one; of other variables 1
+ *                   when they have a value and 0 when not
+ *     {today %d.%m.%Y}   a date variable may be followed by a format (and an offset) of its own
+ *
+ * The name ends at a comma, a blank, a tab or the first `}`; what follows it inside the braces is
+ * dropped, except for dates. A reference that is no variable (also {name_0}, an element that the
+ * array does not have, and `{` without `}`) is copied as it stands. Braces do not nest and there is
+ * no escape for `{`. Names have at most 1023 characters. A variable named `total_count` wins over
+ * the count of `total`.
+ */
+
+/**
+ * Expands a template.
+ *
+ * @param string  The template; null counts as empty. It may be the result of an earlier call.
+ * @param flag    Encoding flag, applied to each substituted value, never to the template's own
+ *                text.
+ * @return        The expansion, NUL-terminated (values may hold NULs of their own); never null. It
+ *                lies in the library's evaluation buffer: valid until the next call of any function
+ *                that expands a template (this one, its short forms, the wz_get_..._val readers,
+ *                saving to a global index variable). The buffer grows in steps of 1024 bytes; when
+ *                it cannot, the piece that did not fit is missing.
+ *
+ * An element beyond the array prints "Invalid index of the variable. Index = N, Count = M" on
+ * standard error.
+ */
 WZ_API char *wz_eval_string_ex(char *string, int flag);
+
+/** wz_eval_string_ex with WZ_FLAG_NONE. */
 WZ_API char *wz_eval_string(char *string);
+
+/**
+ * Expands a template into a buffer of your own.
+ *
+ * @param string  The template.
+ * @param buff    At least 4097 bytes. Gets at most 4096 characters of the expansion; the rest of
+ *                the 4097 bytes is set to NUL. A longer expansion is cut.
+ * @return        `buff`; null when it is null.
+ */
 WZ_API char *wz_eval_string_buf(char *string, char *buff);
+
+/**
+ * Takes an array reference apart: `name_N` or `name_count`, split at the last underscore.
+ *
+ * @param var_start   The name; it need not be NUL-terminated.
+ * @param var_end     Its end; the length decides.
+ * @param var_length  Its length.
+ * @param array_idx   Out, set only on success: N (0 for `name_0`, which is no element), -1 for
+ *                    `count`. May be null.
+ * @return            The hash code of the base variable; -1 when it is no variable, is of a kind
+ *                    that cannot be an array, or has no such suffix. For arrays only the lower-case
+ *                    `count` counts, for other variables any case of it and no number.
+ */
 WZ_API int is_array_variable(char *var_start, char *var_end, int var_length, int *array_idx);
+
+/**
+ * Writes one value into the evaluation buffer.
+ *
+ * @param value         `len` bytes; null writes nothing.
+ * @param len           Bytes of the value; 0 or less writes nothing.
+ * @param buf_ptr       The write position; always `total_copied` bytes into the buffer.
+ * @param flag          Encoding flag.
+ * @param total_copied  Bytes already in the buffer.
+ * @return              Bytes written: less than `len` after decoding, 0 when there was no room.
+ */
 WZ_API int apply_encode_decode(char *value, int len, char *buf_ptr, int flag, int total_copied);
+
+/**
+ * Percent-escapes bytes for a URL.
+ *
+ * @param string    The bytes.
+ * @param inlength  Their number; 0 means up to the NUL.
+ * @return          A new text, to be freed with wz_encode_decode_url_free; null for a null text or
+ *                  a negative length.
+ */
 WZ_API char *wz_encode_url(const char *string, int inlength);
+/** Resolves percent-escapes; arguments and result as in wz_encode_url. */
 WZ_API char *wz_decode_url(const char *string, int length);
+/** Frees a result of wz_encode_url or wz_decode_url; null is ignored. */
 WZ_API void wz_encode_decode_url_free(char *ptr);
+
+/**
+ * Grows the evaluation buffer by exactly 1024 bytes; its contents stay, its address may change.
+ *
+ * @return  0; -1 when the buffer could not grow: messages on standard error, and the capacity
+ *          counts as 0 until it grows again. Without memory for the first 1024 bytes the process
+ *          ends.
+ */
 WZ_API int increase_string_buf(void);
+
+/**
+ * Makes room in the evaluation buffer for more bytes and a NUL, in steps of 1024 bytes.
+ *
+ * @param total_copied  Bytes already written.
+ * @param copy_length   Bytes to be written.
+ * @param buf_ptr       The current write position.
+ * @return              Where to write: `buf_ptr` when the room was there, the new position when the
+ *                      buffer grew, null when it could not.
+ */
 WZ_API char *check_string_buf(int total_copied, int copy_length, char *buf_ptr);
+
+/**
+ * Classifies the suffix of an array reference.
+ *
+ * @param index_val  The suffix.
+ * @return           1 for "count" (in lower case), 0 when every character is a decimal digit (an
+ *                   empty text included), -1 for anything else.
+ */
 WZ_API int valid_array_idx(char *index_val);
 
-/* ---- saving and reading values ---- */
+/* ---- saving and reading values ----------------------------------------------------------------
+ *
+ * Scripts may save to scratch variables and arrays and to most variables that are filled from the
+ * request; dates, index variables and the system variables are read-only. Saving to a scratch
+ * variable recomputes every search variable that searches in it before the call returns.
+ */
+
+/**
+ * Saves a text into a variable.
+ *
+ * @param param_value  The text; also the evaluation buffer or the variable's own value.
+ * @param param_name   The variable: `name`, or `name_N` for element N of an array. The bare name of
+ *                     an array means its first element.
+ * @return             0 saved; -1 when the name is no variable, the variable is read-only or there
+ *                     is no memory (the value is empty then). Saving to an element that the array
+ *                     does not have prints "Invalid index of the variable. Index = N, Count = M" on
+ *                     standard error and returns 0, deliberately: loops over more values than the
+ *                     array holds are no failure of the script.
+ */
 WZ_API int wz_save_string(const char *param_value, const char *param_name);
+
+/** wz_save_string with an encoding flag. The flag has no effect on array elements. */
 WZ_API int wz_save_string_ex(const char *param_value, const char *param_name, int flag);
+
+/**
+ * Saves bytes, NULs included, into a variable.
+ *
+ * @param param_value   `value_length` bytes. Array elements hold texts only: for them the value is
+ *                      read up to its first NUL, whatever its length, so it must have one.
+ * @param param_name    As in wz_save_string.
+ * @param value_length  Number of bytes; a negative one fails, with a message on standard error, and
+ *                      leaves the variable without a value.
+ * @return              As wz_save_string.
+ */
 WZ_API int wz_save_binary_val(const char *param_value, const char *param_name, int value_length);
+
+/**
+ * What the three functions above are forms of.
+ *
+ * @param flag             Encoding flag; it applies to `value_length` bytes.
+ * @param not_binary_flag  0 keeps the value out of the debug log; nothing else depends on it.
+ */
 WZ_API int wz_save_var_val(const char *param_value, const char *param_name, int value_length,
                            int flag, int not_binary_flag);
+
+/** Saves a number as decimal text; result as wz_save_string. */
 WZ_API int wz_set_int_val(char *var, int val);
+
+/**
+ * Reads a variable as a number, as `atoi` does: leading blanks are skipped, the number ends at the
+ * first other character, and what is no number (also a name that is no variable) is 0.
+ *
+ * @param var  The name: `name`, `name_N` or `name_count`; under 4096 characters, without `{`.
+ * @return     The number; -1, with a message on standard output, when the name breaks that rule.
+ */
 WZ_API int wz_get_int_val(char *var);
+/** Reads a variable as a floating-point number, as `atof` does; -1.0 for a bad name. */
 WZ_API double wz_get_float_val(char *var);
+/** The same as wz_get_float_val. */
 WZ_API double wz_get_double_val(char *var);
+
+/**
+ * Copies a text into a buffer of limited size.
+ *
+ * @param dest      The buffer; it always ends up NUL-terminated.
+ * @param src       The text.
+ * @param dest_len  Size of the buffer in bytes, the NUL included.
+ * @return          0 copied whole, 1 cut to fit, -1 when `dest_len` is not above 0 (`dest` becomes
+ *                  the empty text: it must have a byte even then).
+ */
 WZ_API int wz_chk_strcpy(char *dest, char *src, int dest_len);
+
+/**
+ * Keeps a text with the connection, to be read back at a later point of its life. The connection
+ * has two such places of 256 bytes: longer texts are cut to 255 characters, empty ones ignored.
+ */
 WZ_API void wz_save_value_to_cptr(char *buff);
+/** wz_save_value_to_cptr for the second place. */
 WZ_API void wz_save_value1_to_cptr(char *buff);
+/** The connection's first place: 256 bytes that live as long as the connection. */
 WZ_API char *wz_get_value_from_cptr(void);
+/** The connection's second place. */
 WZ_API char *wz_get_value1_from_cptr(void);
 
 /* ---- search ---- */
 WZ_API int wz_save_searched_string(int in_type, char *in, int out_type, char *out, char *lb,
                                    char *rb, int ord, int start_offset, int save_len);
 
-/* ---- request ---- */
+/* ---- request ---------------------------------------------------------------------------------- */
+
+/**
+ * The URL of the request, as the client sent it.
+ *
+ * @return  Valid while post_recv runs; null at other times, with a line in the host's error log.
+ */
 WZ_API char *wz_get_url(void);
+
+/**
+ * Reads a query parameter of the request's URL: get_url_query_param_val with the current URL.
+ */
 WZ_API int wz_get_url_query_param_val(char *param_name, char *param_value, int flag);
+
+/**
+ * Reads a query parameter out of a URL.
+ *
+ * @param param_name   The parameter. The first of `?name=`, `&name=` and `name=` that occurs
+ *                     anywhere wins, so as a last resort a parameter whose name ends in this one
+ *                     answers for it, deliberately.
+ * @param param_value  Out: the value, up to the next `&` or the end of the URL; empty when there is
+ *                     none. As large as the URL at least, and three times that with
+ *                     WZ_FLAG_URL_ENCODE.
+ * @param url          The URL; null has no parameters.
+ * @param flag         Encoding flag.
+ * @return             0 found, -1 not found.
+ */
 WZ_API int get_url_query_param_val(char *param_name, char *param_value, char *url, int flag);
 
-/* ---- response ---- */
-WZ_API void wz_set_http_hdr(char *hdr);
-WZ_API void wz_set_content_type_hdr(char *hdr);
-WZ_API int wz_set_http_status_code(int code);
-WZ_API int wz_http_set_response_line(char *response_line);
+/**
+ * Reads a header of the request.
+ *
+ * @param header_name  Its name, compared byte for byte with what the client sent, up to 509
+ *                     characters.
+ * @return             Its value from just behind the colon, the leading blank included, to the end
+ *                     of the line, at most 1023 characters; null when the request has no such
+ *                     header. Valid until the next call of this function.
+ */
 WZ_API char *wz_get_http_hdr(char *header_name);
+
+/** 1 if the request has an If-Modified-Since header, else 0. */
 WZ_API int wz_http_req_has_validator_ims(void);
+/** 1 if the request has an If-None-Match header, else 0. */
 WZ_API int wz_http_req_has_validator_if_none_match(void);
+
+/* ---- response --------------------------------------------------------------------------------- */
+
+/**
+ * Adds a header line to the response, behind the ones added before. Neither its form nor duplicates
+ * are checked, and {name} in it is not expanded: pass it through wz_eval_string for that.
+ *
+ * @param hdr  The line without its CR LF, such as "X-Trace-Id: 17".
+ */
+WZ_API void wz_set_http_hdr(char *hdr);
+
+/**
+ * Sets the content type of the response. The first call of a request wins; later ones, and lines
+ * that do not begin with "Content-Type:" (in any case), are reported in the host's error log.
+ *
+ * @param hdr  The whole line without its CR LF, such as "Content-Type: text/xml".
+ */
+WZ_API void wz_set_content_type_hdr(char *hdr);
+
+/**
+ * Sets the status code of the response.
+ *
+ * @param code  The code; 0 takes an earlier one back.
+ * @return      0; -1 when no request is being served.
+ */
+WZ_API int wz_set_http_status_code(int code);
+
+/**
+ * Sets the whole status line of the response, such as "HTTP/1.1 299 Fine".
+ *
+ * @param response_line  Not copied: it must stay until the response is sent, so pass a literal or
+ *                       static text.
+ * @return               0; -1 when no request is being served.
+ */
+WZ_API int wz_http_set_response_line(char *response_line);
+
+/**
+ * Makes sure that the request being served has a response record; the setters above call it.
+ *
+ * @return  0; -1 when no request is being served.
+ */
 WZ_API int check_alloc_url_data(void);
 
 WZ_END_DECLS

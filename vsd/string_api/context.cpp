@@ -70,7 +70,7 @@ ArrayReference find_array_reference(const Context& context, std::string_view nam
             static_cast<long>(hash_code), static_cast<int>(variable.user_var_table_idx),
             static_cast<int>(variable.var_type));
   const UserVarEntry* entry = context.value_entry(variable);
-  if (!kind_traits(variable.var_type).indexable || entry == nullptr ||
+  if (!kIndexable.has(variable.var_type) || entry == nullptr ||
       underscore == std::string_view::npos || underscore + 1 == name.size()) {
     return {};
   }

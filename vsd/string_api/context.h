@@ -33,40 +33,26 @@ Record* at_distance(Base* base, long distance) noexcept {
   return reinterpret_cast<Record*>(reinterpret_cast<char*>(base) + distance);
 }
 
-// What a variable kind allows.
-struct KindTraits {
-  bool in_uvtable : 1;  // its value is an entry of the connection's uvtable
-  bool indexable : 1;   // `name_N` and `name_count` are references to it
-  bool writable : 1;    // scripts may save to it
+// A set of variable kinds; kinds outside 0 to 31 are in none.
+class KindSet {
+ public:
+  template <typename... Kinds>
+  constexpr explicit KindSet(Kinds... kinds) noexcept : bits_((0U | ... | (1U << kinds))) {}
+  [[nodiscard]] constexpr bool has(int kind) const noexcept {
+    return static_cast<unsigned>(kind) < 32 && (bits_ >> kind & 1U) != 0;
+  }
+
+ private:
+  unsigned bits_;
 };
 
-constexpr KindTraits kind_traits(int kind) noexcept {
-  switch (kind) {
-    case 2:
-    case SCRATCH_VAR:
-    case 5:
-    case 15:
-    case 20:
-    case 23:
-    case 24:
-    case 25:
-      return {.in_uvtable = true, .indexable = true, .writable = true};
-    case 14:
-      return {.in_uvtable = true, .indexable = false, .writable = true};
-    case 16:
-    case 17:
-      return {.in_uvtable = true, .indexable = true, .writable = false};
-    case 8:
-    case 9:
-    case 10:
-    case 11:
-    case 12:
-    case 21:
-      return {.in_uvtable = true, .indexable = false, .writable = false};
-    default:
-      return {};
-  }
-}
+// Kinds whose value is an entry of the connection's uvtable.
+inline constexpr KindSet kInUvtable{2,  SCRATCH_VAR, 5,  8,  9,  10, 11, 12, 14,
+                                    15, 16,          17, 20, 21, 23, 24, 25};
+// Kinds that `name_N` and `name_count` may refer to.
+inline constexpr KindSet kIndexable{2, SCRATCH_VAR, 5, 15, 16, 17, 20, 23, 24, 25};
+// Kinds that scripts may save to.
+inline constexpr KindSet kWritable{2, SCRATCH_VAR, 5, 14, 15, 20, 23, 24, 25};
 
 class Context {
  public:
@@ -86,7 +72,7 @@ class Context {
 
   // The variable's hash code, or kNotFound.
   [[nodiscard]] int find(std::string_view name) const noexcept {
-    if (variables_ == nullptr || name.empty() || name.size() > kMaxNameLength) {
+    if (variables_ == nullptr || name.size() - 1 >= kMaxNameLength) {
       return kNotFound;
     }
     const int hash_code = vsd_hash_table_shm_get_param(
@@ -102,7 +88,7 @@ class Context {
 
   // The entry that holds the variable's value; null for kinds without one.
   [[nodiscard]] UserVarEntry* value_entry(const VarTransTableEntry& variable) const noexcept {
-    return cptr_->uvtable != nullptr && kind_traits(variable.var_type).in_uvtable
+    return cptr_->uvtable != nullptr && kInUvtable.has(variable.var_type)
                ? &cptr_->uvtable[variable.user_var_table_idx]
                : nullptr;
   }

@@ -12,13 +12,13 @@ class OutputBuffer {
 
   // Whether `length` more bytes and a NUL fit behind the `used` bytes already written; one byte
   // always stays unused.
-  [[nodiscard]] bool fits(int used, int length) const noexcept {
-    return static_cast<long>(used) + length + 1 < capacity_;
+  [[nodiscard]] bool fits(long used, long length) const noexcept {
+    return used + length + 1 < capacity_;
   }
 
   // Makes them fit. Growth may move the buffer; false when it failed.
-  [[nodiscard]] bool reserve(int used, int length) noexcept {
-    return fits(used, length) || grow_beyond(static_cast<long>(used) + length + 1);
+  [[nodiscard]] bool reserve(long used, long length) noexcept {
+    return fits(used, length) || grow_beyond(used + length + 1);
   }
 
   // Grows by `steps` steps at once.
@@ -33,7 +33,7 @@ class OutputBuffer {
   [[nodiscard]] bool grow_beyond(long needed) noexcept;
 
   char* data_ = nullptr;
-  int capacity_ = 0;
+  long capacity_ = 0;  // never above INT_MAX
 };
 
 // One per process: the script API serves one request at a time.

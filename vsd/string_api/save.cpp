@@ -147,7 +147,7 @@ int save_element(const Context& context, ArrayReference reference,
             "Variable %s is an array variable. array_idx = %d, "
             "cur_cptr->uvtable[uservar_idx].length = %d",
             request.name, reference.index, static_cast<int>(entry->length));
-  if (!kind_traits(variable.var_type).writable) {
+  if (!kWritable.has(variable.var_type)) {
     return kFailed;
   }
   // Unsigned, so that `name_count` is out of range; also the only index that a scalar can have.
@@ -184,7 +184,7 @@ int save(const SaveRequest& request) noexcept {
   if (is_array(entry)) {
     return save_element(context, {.hash_code = hash_code, .index = 1}, request);
   }
-  if (kind_traits(variable.var_type).writable) {
+  if (kWritable.has(variable.var_type)) {
     return save_scalar(context, hash_code, entry, request);
   }
   return variable.var_type == VSD_GLOBAL_INDEX_VAR ? save_global_index(context, variable, request)

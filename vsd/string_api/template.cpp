@@ -3,8 +3,13 @@
 // A reference is a `{`, a name, optional further text and the first `}` behind it; the name ends at
 // a comma, a blank, a tab or the `}`. A reference to nothing is copied as it stands. Nothing here
 // fails as a whole: each problem costs one reference and is reported in the host's debug log.
+//
+// Scripts evaluate a template per request, so the usual reference, a scalar that is there, takes a
+// short way: one lookup, one copy, and nothing but the position in the output kept between pieces.
+#include <emmintrin.h>
 #include <wz/wz_script.h>
 
+#include <bit>
 #include <charconv>
 #include <cstdio>
 #include <cstring>
@@ -15,200 +20,241 @@
 #include "vsd/string_api/url_codec.h"
 #include "vsd/trace.h"
 
+// A trace of evaluation. The masks are tested once per evaluation, not once per line, and the line
+// is made outside of the function that is traced, which so stays small.
+#define EVAL_TRACE(traced, ...)                                                   \
+  do {                                                                            \
+    if (traced) [[unlikely]] {                                                    \
+      [=]() __attribute__((noinline, cold)) {                                     \
+        VSD_TRACE_AS("wz_eval_string_ex", WZLB_LEVEL_3, kModuleApi, __VA_ARGS__); \
+      }                                                                           \
+      ();                                                                         \
+    }                                                                             \
+  } while (0)
+
 namespace wz::script {
 namespace {
 
+bool evaluation_is_traced() noexcept {
+  return tracing(WZLB_LEVEL_3, kModuleApi);
+}
+
 // Copies bytes behind the `used` bytes of the output buffer; returns how many were written, which
 // is none when the buffer could not grow.
-inline int append_bytes(const char* bytes, int length, int used) noexcept {
-  if (length <= 0 || used < 0 || !output_buffer.reserve(used, length)) {
+inline std::size_t append_bytes(const char* bytes, std::size_t length, std::size_t used) noexcept {
+  if (!output_buffer.reserve(static_cast<long>(used), static_cast<long>(length))) [[unlikely]] {
     return 0;
   }
-  std::memcpy(output_buffer.data() + used, bytes, static_cast<std::size_t>(length));
+  std::memcpy(output_buffer.data() + used, bytes, length);
   return length;
 }
 
-int append_coded(const char* value, int length, int flag, int used) noexcept {
-  const UrlText coded = url_coded(value, length, flag);
+[[gnu::noinline]] std::size_t append_coded(Value value, int flag, std::size_t used) noexcept {
+  const UrlText coded = url_coded(value.text, to_int(value.length), flag);
   if (coded == nullptr) {
     return 0;
   }
-  const int coded_length = to_int(std::strlen(coded.get()));
+  const std::size_t length = std::strlen(coded.get());
   if (flag == WZ_FLAG_URL_ENCODE) {
     VSD_TRACE(WZLB_LEVEL_3, kModuleApi, "Encoded variable value = %s, variable length = %d",
-              coded.get(), coded_length);
+              coded.get(), to_int(length));
   } else {
     VSD_TRACE(WZLB_LEVEL_3, kModuleApi, "Decoded variable value = %s, variable length = %d",
-              coded.get(), coded_length);
+              coded.get(), to_int(length));
   }
-  return append_bytes(coded.get(), coded_length, used);
+  return append_bytes(coded.get(), length, used);
 }
 
 // Writes one value as the encoding flag says; returns the bytes written.
-int append_value(Value value, int flag, int used) noexcept {
-  VSD_TRACE(WZLB_LEVEL_3, kModuleApi, "Method called");
+inline std::size_t append_value(Value value, int flag, std::size_t used, bool traced) noexcept {
+  EVAL_TRACE(traced, "Method called");
   if (value.text == nullptr) {
-    VSD_TRACE(WZLB_LEVEL_3, kModuleApi,
-              "Value of parameter is NULL. It will not go in buffer, returning from here");
+    EVAL_TRACE(traced, "Value of parameter is NULL. It will not go in buffer, returning from here");
     return 0;
   }
-  return is_coding_flag(flag) ? append_coded(value.text, value.length, flag, used)
+  return is_coding_flag(flag) ? append_coded(value, flag, used)
                               : append_bytes(value.text, value.length, used);
+}
+
+// Where the name that starts at `at` ends; `end` when nothing ends it. Sixteen characters at a
+// time: one step for most names.
+inline char* find_name_end(char* at, char* end) noexcept {
+  constexpr int kStep = 16;
+  for (; end - at >= kStep; at += kStep) {
+    const __m128i text = _mm_loadu_si128(reinterpret_cast<const __m128i*>(at));
+    const auto is = [text](char c) { return _mm_cmpeq_epi8(text, _mm_set1_epi8(c)); };
+    const __m128i hits =
+        _mm_or_si128(_mm_or_si128(is('}'), is(',')), _mm_or_si128(is(' '), is('\t')));
+    if (const auto bits = static_cast<unsigned>(_mm_movemask_epi8(hits)); bits != 0) {
+      return at + std::countr_zero(bits);
+    }
+  }
+  while (at != end && *at != '}' && *at != ',' && *at != ' ' && *at != '\t') {
+    ++at;
+  }
+  return at;
+}
+
+inline char* find(char* from, char* end, char brace) noexcept {
+  return static_cast<char*>(std::memchr(from, brace, static_cast<std::size_t>(end - from)));
 }
 
 // One reference of a template.
 struct Reference {
   char* open;      // its `{`
   char* name_end;  // the character that ended the name
-  char* close;     // its `}`
-
-  Reference(char* open_brace, char* close_brace) noexcept
-      : open(open_brace), name_end(open_brace + 1), close(close_brace) {
-    while (name_end != close && *name_end != ',' && *name_end != ' ' && *name_end != '\t') {
-      ++name_end;
-    }
-  }
+  char* close;     // its `}`; null when there is none
 
   [[nodiscard]] std::string_view name() const noexcept {
     return {open + 1, static_cast<std::size_t>(name_end - open - 1)};
   }
 };
 
+inline Reference parse_reference(char* open, char* end) noexcept {
+  char* name_end = find_name_end(open + 1, end);
+  const bool only_a_name = name_end != end && *name_end == '}';
+  return {.open = open,
+          .name_end = name_end,
+          .close = only_a_name ? name_end : find(name_end, end, '}')};
+}
+
+// Each expand function writes what a reference stands for behind the `used` bytes of the output
+// buffer and returns the bytes written.
 class Evaluation {
  public:
-  explicit Evaluation(int flag) noexcept : context_(Context::current()), flag_(flag) {}
+  explicit Evaluation(int flag) noexcept
+      : context_(Context::current()), flag_(flag), traced_(evaluation_is_traced()) {}
 
   // Expands `text` into the output buffer and returns the buffer.
-  char* run(char* text, std::size_t length) noexcept;
+  char* run(char* text) const noexcept;
 
  private:
-  void expand(const Reference& reference) noexcept;
-  void expand_direct(const Reference& reference, int hash_code) noexcept;
-  void expand_count(const UserVarEntry& entry) noexcept;
-  void expand_element(const Reference& reference, const VarTransTableEntry& variable,
-                      int index) noexcept;
+  std::size_t expand(Reference reference, std::size_t used) const noexcept;
+  std::size_t expand_computed(Reference reference, const VarTransTableEntry& variable,
+                              std::size_t used) const noexcept;
+  std::size_t expand_indexed(Reference reference, std::size_t used) const noexcept;
+  std::size_t expand_count(const UserVarEntry& entry, std::size_t used) const noexcept;
+  std::size_t expand_element(Reference reference, const UserVarEntry& entry, int index,
+                             std::size_t used) const noexcept;
 
-  void write(const char* bytes, std::ptrdiff_t length) noexcept {
-    used_ += append_bytes(bytes, to_int(static_cast<std::size_t>(length)), used_);
+  std::size_t append(Value value, std::size_t used) const noexcept {
+    return append_value(value, flag_, used, traced_);
   }
-  void write_value(Value value) noexcept { used_ += append_value(value, flag_, used_); }
-  void write_unchanged(const Reference& reference) noexcept {
-    write(reference.open, reference.close + 1 - reference.open);
-  }
-  // Every reservation leaves a byte behind it, so the NUL fits even when growth fails here.
-  void terminate() noexcept {
-    (void)output_buffer.reserve(used_, 0);
-    output_buffer.data()[used_] = '\0';
+  static std::size_t append_unchanged(Reference reference, std::size_t used) noexcept {
+    return append_bytes(reference.open,
+                        static_cast<std::size_t>(reference.close + 1 - reference.open), used);
   }
 
   Context context_;
   int flag_;
-  int used_ = 0;
+  bool traced_;
 };
 
-char* Evaluation::run(char* text, std::size_t length) noexcept {
-  char* const end = text + length;
+char* Evaluation::run(char* text) const noexcept {
+  char* const end = text + std::strlen(text);
   char* read = text;
-  const auto find = [end](char* from, char brace) {
-    return static_cast<char*>(std::memchr(from, brace, static_cast<std::size_t>(end - from)));
-  };
-  while (char* open = find(read, '{')) {
-    char* close = find(open, '}');
-    if (close == nullptr) {
+  std::size_t used = 0;
+  while (char* open = find(read, end, '{')) {
+    const Reference reference = parse_reference(open, end);
+    if (reference.close == nullptr) {
       break;  // no reference: the rest is literal text
     }
-    write(read, open - read);
-    expand(Reference(open, close));
-    read = close + 1;
+    used += append_bytes(read, static_cast<std::size_t>(open - read), used);
+    used += expand(reference, used);
+    read = reference.close + 1;
   }
-  VSD_TRACE(WZLB_LEVEL_3, kModuleApi, "copy_length = %d",
-            to_int(static_cast<std::size_t>(end - read)));
-  write(read, end - read);
-  terminate();
-  VSD_TRACE(WZLB_LEVEL_3, kModuleApi, "Returning string = %s, length = %d", output_buffer.data(),
-            used_);
+  const auto rest = static_cast<std::size_t>(end - read);
+  EVAL_TRACE(traced_, "copy_length = %d", to_int(rest));
+  used += append_bytes(read, rest, used);
+  // Every growth leaves a byte behind what is written, so the NUL fits even when the last failed.
+  output_buffer.data()[used] = '\0';
+  EVAL_TRACE(traced_, "Returning string = %s, length = %d", output_buffer.data(), to_int(used));
   return output_buffer.data();
 }
 
-void Evaluation::expand(const Reference& reference) noexcept {
-  VSD_TRACE(WZLB_LEVEL_3, kModuleApi, "var_name = %s", NameText(reference.name()).text);
+inline std::size_t Evaluation::expand(Reference reference, std::size_t used) const noexcept {
+  EVAL_TRACE(traced_, "var_name = %s", NameText(reference.name()).text);
   const int hash_code = context_.find(reference.name());
-  VSD_TRACE(WZLB_LEVEL_3, kModuleApi, "var_hashcode = %ld", static_cast<long>(hash_code));
-  if (hash_code != kNotFound) {
-    expand_direct(reference, hash_code);
-    return;
+  EVAL_TRACE(traced_, "var_hashcode = %ld", static_cast<long>(hash_code));
+  if (hash_code == kNotFound) [[unlikely]] {
+    return expand_indexed(reference, used);
   }
-  const ArrayReference array = find_array_reference(context_, reference.name());
-  if (array.hash_code == kNotFound || array.index == 0) {
-    VSD_TRACE(WZLB_LEVEL_3, kModuleApi, "hashcode not found");
-    write_unchanged(reference);
-    return;
+  const VarTransTableEntry& variable = context_.variable(hash_code);
+  const UserVarEntry* entry = context_.value_entry(variable);
+  if (entry == nullptr) {
+    return expand_computed(reference, variable, used);
   }
-  const VarTransTableEntry& variable = context_.variable(array.hash_code);
-  if (array.index == kCountIndex) {
-    expand_count(*context_.value_entry(variable));
-  } else {
-    expand_element(reference, variable, array.index);
+  if (is_array(entry)) {
+    return append(element_value(*entry, 1), used);
   }
+  const Value value{.text = entry->value.value, .length = entry->length};
+  EVAL_TRACE(traced_, "Variable %s is not an array variable", NameText(reference.name()).text);
+  EVAL_TRACE(traced_, "Evalutaled str is %s, len = %d",
+             value.text != nullptr ? value.text : "(null)", to_int(value.length));
+  return append(value, used);
 }
 
-void Evaluation::expand_direct(const Reference& reference, int hash_code) noexcept {
-  const VarTransTableEntry& variable = context_.variable(hash_code);
+[[gnu::noinline]] std::size_t Evaluation::expand_computed(Reference reference,
+                                                          const VarTransTableEntry& variable,
+                                                          std::size_t used) const noexcept {
   if (variable.var_type == VSD_GLOBAL_INDEX_VAR) {
     VSD_TRACE(WZLB_LEVEL_4, kModuleIndexVar, "GLOBAL INDEX VAR PARAMETER IN wz_eval_string");
-    return;
+    return 0;
   }
-  if (const UserVarEntry* entry = context_.value_entry(variable); is_array(entry)) {
-    write_value(element_value(*entry, 1));
-    return;
-  }
-  VSD_TRACE(WZLB_LEVEL_3, kModuleApi, "Variable %s is not an array variable",
-            NameText(reference.name()).text);
+  EVAL_TRACE(traced_, "Variable %s is not an array variable", NameText(reference.name()).text);
   ValueStorage storage;
-  write_value(variable_value(context_, variable, reference.name_end, storage));
+  return append(computed_value(context_, variable, reference.name_end, storage), used);
 }
 
-void Evaluation::expand_count(const UserVarEntry& entry) noexcept {
+[[gnu::noinline]] std::size_t Evaluation::expand_indexed(Reference reference,
+                                                         std::size_t used) const noexcept {
+  const ArrayReference array = find_array_reference(context_, reference.name());
+  if (array.hash_code == kNotFound || array.index == 0) {
+    EVAL_TRACE(traced_, "hashcode not found");
+    return append_unchanged(reference, used);
+  }
+  const UserVarEntry& entry = *context_.value_entry(context_.variable(array.hash_code));
+  return array.index == kCountIndex ? expand_count(entry, used)
+                                    : expand_element(reference, entry, array.index, used);
+}
+
+std::size_t Evaluation::expand_count(const UserVarEntry& entry, std::size_t used) const noexcept {
   if (is_array(&entry)) {
     // An empty array's count is deliberately the empty text, not "0": templates use it as "none".
     char digits[16];
     const auto end = std::to_chars(digits, digits + sizeof digits, entry.length).ptr;
-    const std::ptrdiff_t length = entry.length > 0 ? end - digits : 0;
-    write(digits, length);
-    VSD_TRACE(WZLB_LEVEL_3, kModuleApi, "in count case and var length is %d",
-              static_cast<int>(length));
-    return;
+    const auto length = entry.length > 0 ? static_cast<std::size_t>(end - digits) : 0;
+    EVAL_TRACE(traced_, "in count case and var length is %d", to_int(length));
+    return append_bytes(digits, length, used);
   }
-  VSD_TRACE(WZLB_LEVEL_3, kModuleApi, "Variable is not an array variable and used with _count");
-  if (entry.value.value != nullptr) {
-    VSD_TRACE(WZLB_LEVEL_3, kModuleApi,
-              "Variable is not an array variable and used with _count, value in user var table is "
-              "found");
-    write("1", 1);
+  EVAL_TRACE(traced_, "Variable is not an array variable and used with _count");
+  const bool has_value = entry.value.value != nullptr;
+  if (has_value) {
+    EVAL_TRACE(traced_,
+               "Variable is not an array variable and used with _count, value in user var table is "
+               "found");
   } else {
-    VSD_TRACE(WZLB_LEVEL_3, kModuleApi,
-              "Variable is not an array variable and used with _count, value in user var table not "
-              "found");
-    write("0", 1);
+    EVAL_TRACE(traced_,
+               "Variable is not an array variable and used with _count, value in user var table "
+               "not found");
   }
-  VSD_TRACE(WZLB_LEVEL_3, kModuleApi, "value of buf_ptr=%s",
-            entry.value.value != nullptr ? "1" : "0");
+  const char* text = has_value ? "1" : "0";
+  EVAL_TRACE(traced_, "value of buf_ptr=%s", text);
+  return append_bytes(text, 1, used);
 }
 
-void Evaluation::expand_element(const Reference& reference, const VarTransTableEntry& variable,
-                                int index) noexcept {
-  const UserVarEntry& entry = *context_.value_entry(variable);
-  VSD_TRACE(WZLB_LEVEL_3, kModuleApi,
-            "Variable %s is an array variable. array_idx = %d, "
-            "cur_cptr->uvtable[uservar_idx].length = %d",
-            NameText(reference.name()).text, index, static_cast<int>(entry.length));
+std::size_t Evaluation::expand_element(Reference reference, const UserVarEntry& entry, int index,
+                                       std::size_t used) const noexcept {
+  EVAL_TRACE(traced_,
+             "Variable %s is an array variable. array_idx = %d, "
+             "cur_cptr->uvtable[uservar_idx].length = %d",
+             NameText(reference.name()).text, index, static_cast<int>(entry.length));
   if (static_cast<unsigned>(index) > entry.length) {
     std::fprintf(stderr, "Invalid index of the variable. Index = %d, Count = %d\n", index,
                  static_cast<int>(entry.length));
-    write_unchanged(reference);
-    return;
+    return append_unchanged(reference, used);
   }
-  write_value(element_value(entry, index));
+  return append(element_value(entry, index), used);
 }
 
 }  // namespace
@@ -219,15 +265,13 @@ char* wz_eval_string_ex(char* string, int flag) {
   char none[1] = "";
   char* text = string != nullptr ? string : none;
   VSD_TRACE(WZLB_LEVEL_3, kModuleApi, "Method called. string = %s, flag = %d", text, flag);
-  const std::size_t length = std::strlen(text);
-  TrackedText copy;
-  if (output_buffer.holds(text)) {
-    // The result of an earlier evaluation is a template of its own: keep it from its successor.
-    copy = copy_text(text, static_cast<long>(length), WZ_BLOCK_OWNER("template"));
-    text = copy != nullptr ? copy.get() : none;
-    return Evaluation(flag).run(text, copy != nullptr ? length : 0);
+  if (!output_buffer.holds(text)) {
+    return Evaluation(flag).run(text);
   }
-  return Evaluation(flag).run(text, length);
+  // The result of an earlier evaluation is a template of its own: keep it from its successor.
+  const TrackedText copy =
+      copy_text(text, static_cast<long>(std::strlen(text)), WZ_BLOCK_OWNER("template"));
+  return Evaluation(flag).run(copy != nullptr ? copy.get() : none);
 }
 
 char* wz_eval_string(char* string) {
@@ -236,7 +280,7 @@ char* wz_eval_string(char* string) {
 
 char* wz_eval_string_buf(char* string, char* buff) {
   using namespace wz::script;
-  constexpr int kMaxLength = 4096;
+  constexpr std::size_t kMaxLength = 4096;
   if (buff == nullptr) {
     return nullptr;
   }
@@ -244,7 +288,8 @@ char* wz_eval_string_buf(char* string, char* buff) {
   const std::size_t length = strnlen(expanded, kMaxLength + 1);
   if (length > kMaxLength) {
     VSD_TRACE(WZLB_LEVEL_1, kModuleApi,
-              "ERROR: parameter value is more than %d, so ignoring remaining value", kMaxLength);
+              "ERROR: parameter value is more than %d, so ignoring remaining value",
+              to_int(kMaxLength));
   }
   const std::size_t kept = length < kMaxLength ? length : kMaxLength;
   std::memcpy(buff, expanded, kept);
@@ -253,5 +298,10 @@ char* wz_eval_string_buf(char* string, char* buff) {
 }
 
 int apply_encode_decode(char* value, int len, char* /*buf_ptr*/, int flag, int total_copied) {
-  return wz::script::append_value({.text = value, .length = len}, flag, total_copied);
+  using namespace wz::script;
+  if (len < 0 || total_copied < 0) {
+    return 0;
+  }
+  return to_int(append_value({.text = value, .length = static_cast<std::size_t>(len)}, flag,
+                             static_cast<std::size_t>(total_copied), evaluation_is_traced()));
 }

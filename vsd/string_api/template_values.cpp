@@ -15,17 +15,7 @@ namespace {
 constexpr std::size_t kDateFormatSize = 4096 + 1;
 
 Value text_value(const char* text) noexcept {
-  return text != nullptr ? Value{.text = text, .length = to_int(std::strlen(text))} : Value{};
-}
-
-Value user_value(const UserVarEntry* entry) noexcept {
-  Value value;
-  if (entry != nullptr) {
-    value = {.text = entry->value.value, .length = to_int(entry->length)};
-  }
-  VSD_TRACE(WZLB_LEVEL_3, kModuleApi, "Evalutaled str is %s, len = %d",
-            value.text != nullptr ? value.text : "(null)", value.length);
-  return value;
+  return text != nullptr ? Value{.text = text, .length = std::strlen(text)} : Value{};
 }
 
 // The host recognises which date variable this is by the name lookup just before this call.
@@ -42,7 +32,7 @@ Value date_value(char* after_name, ValueStorage& storage) noexcept {
                                                 day_offset, 0, 0, 0, nullptr, 0, &length));
   VSD_TRACE(WZLB_LEVEL_3, kModuleApi, "format = %s, day_offset_val = %d, date = %s", format.data(),
             day_offset, storage.date != nullptr ? storage.date.get() : "(null)");
-  return {.text = storage.date.get(), .length = length};
+  return {.text = storage.date.get(), .length = static_cast<std::size_t>(std::max(length, 0))};
 }
 
 Value index_value(const Context& context, const VarTransTableEntry& variable) noexcept {
@@ -73,7 +63,7 @@ Value method_value(const Context& context) noexcept {
             "Inside SYS_VAR_HTTP_METHOD_TYPE, method len = %d, HTTP_METHOD_NAME = [%s]",
             method->http_method_len,
             NameText({method->http_method, static_cast<std::size_t>(length)}).text);
-  return {.text = method->http_method, .length = length};
+  return {.text = method->http_method, .length = static_cast<std::size_t>(length)};
 }
 
 // The connection that the current request is being forwarded on, if it is.
@@ -112,7 +102,7 @@ Value forward_port(const Context& context, const connection& forward,
   char* const begin = storage.port.data();
   char* const end = std::to_chars(begin, begin + storage.port.size() - 1, port).ptr;
   *end = '\0';
-  return {.text = begin, .length = static_cast<int>(end - begin)};
+  return {.text = begin, .length = static_cast<std::size_t>(end - begin)};
 }
 
 Value forward_protocol(const connection& forward) noexcept {
@@ -137,12 +127,9 @@ Value forward_value(const Context& context, int kind, ValueStorage& storage) noe
 
 }  // namespace
 
-Value variable_value(const Context& context, const VarTransTableEntry& variable, char* after_name,
+Value computed_value(const Context& context, const VarTransTableEntry& variable, char* after_name,
                      ValueStorage& storage) noexcept {
   const int kind = variable.var_type;
-  if (kind_traits(kind).in_uvtable) {
-    return user_value(context.value_entry(variable));
-  }
   switch (kind) {
     case VSD_DATE_VAR:
       return date_value(after_name, storage);

@@ -11,7 +11,7 @@ namespace wz::script {
 // Bytes of a value; null text when there is none. Borrowed from the host or from ValueStorage.
 struct Value {
   const char* text = nullptr;
-  int length = 0;
+  std::size_t length = 0;
 };
 
 // Keeps what a kind had to compute alive until it is written.
@@ -20,9 +20,9 @@ struct ValueStorage {
   std::array<char, 8> port;  // 65535 and a NUL
 };
 
-// The value of a directly named variable. `after_name` is the template's text from the character
-// that ended the name: date variables read their format and offset from it.
-Value variable_value(const Context& context, const VarTransTableEntry& variable, char* after_name,
+// The value of a variable of a kind that has none in the uvtable. `after_name` is the template's
+// text from the character that ended the name: date variables read their format and offset from it.
+Value computed_value(const Context& context, const VarTransTableEntry& variable, char* after_name,
                      ValueStorage& storage) noexcept;
 
 // Element `index` (from 1) of an array; no value when it has no such element.
@@ -31,7 +31,7 @@ inline Value element_value(const UserVarEntry& entry, int index) noexcept {
     return {};
   }
   const ArrayValEntry& element = entry.value.array[index - 1];
-  return {.text = element.value, .length = to_int(element.length)};
+  return {.text = element.value, .length = element.length};
 }
 
 }  // namespace wz::script
