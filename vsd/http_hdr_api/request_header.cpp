@@ -13,6 +13,9 @@
 namespace wz::script {
 namespace {
 
+// In whose name this file traces.
+constexpr const char* kFunction = "wz_get_http_hdr";
+
 constexpr std::size_t kNeedleSize = 512;
 constexpr std::size_t kMaxValueLength = 1023;
 
@@ -25,7 +28,7 @@ const char* stream_header_text(const HttpStreamState* state) noexcept {
 const char* http1_header_text(const connection& cptr) noexcept {
   const RequestHeader& header = cptr.request_hdr;
   if (header.hdr_buffer == nullptr) {
-    VSD_TRACE(WZLB_LEVEL_3, kModuleApi, "hdr_buffer in case of http1 is NULL ");
+    VSD_TRACE_AS(kFunction, WZLB_LEVEL_3, kModuleApi, "hdr_buffer in case of http1 is NULL ");
     return nullptr;
   }
   return header.hdr_buffer + (header.hdr_start_idx > 0 ? header.hdr_start_idx : 0);
@@ -35,18 +38,18 @@ const char* header_text(const connection& cptr) noexcept {
   if (cptr.conn_state == VSD_STATE_HTTP2) {
     const char* text = stream_header_text(cptr.http2);
     if (text == nullptr) {
-      VSD_TRACE(WZLB_LEVEL_3, kModuleApi, "hdr_buffer in case of http2 is NULL ");
+      VSD_TRACE_AS(kFunction, WZLB_LEVEL_3, kModuleApi, "hdr_buffer in case of http2 is NULL ");
     } else {
-      VSD_TRACE(WZLB_LEVEL_3, kModuleApi, "hdr_buffer in case of http2 [%s]", text);
+      VSD_TRACE_AS(kFunction, WZLB_LEVEL_3, kModuleApi, "hdr_buffer in case of http2 [%s]", text);
     }
     return text;
   }
   if (cptr.conn_state == VSD_STATE_HTTP3) {
     const char* text = stream_header_text(cptr.h3_server_ptr);
     if (text == nullptr) {
-      VSD_TRACE(WZLB_LEVEL_3, kModuleApi, "hdr_buffer in case of http3 is NULL ");
+      VSD_TRACE_AS(kFunction, WZLB_LEVEL_3, kModuleApi, "hdr_buffer in case of http3 is NULL ");
     } else {
-      VSD_TRACE(WZLB_LEVEL_3, kModuleApi, "hdr_buffer in case of http3 [%s]", text);
+      VSD_TRACE_AS(kFunction, WZLB_LEVEL_3, kModuleApi, "hdr_buffer in case of http3 [%s]", text);
     }
     return text;
   }
@@ -87,7 +90,8 @@ char* wz_get_http_hdr(char* header_name) {
   if (cptr == nullptr || header_name == nullptr) {
     return nullptr;
   }
-  VSD_TRACE(WZLB_LEVEL_3, kModuleApi, "Method called conn_state is :[%d] ", cptr->conn_state);
+  VSD_TRACE_AS(kFunction, WZLB_LEVEL_3, kModuleApi, "Method called conn_state is :[%d] ",
+               cptr->conn_state);
   const char* text = header_text(*cptr);
   const char* found = text != nullptr ? find_header(text, header_name) : nullptr;
   if (found == nullptr) {
@@ -102,8 +106,8 @@ char* wz_get_http_hdr(char* header_name) {
     ++length;
   }
   value[length] = '\0';
-  VSD_TRACE(WZLB_LEVEL_3, kModuleApi, " Header Name = %s Header value = %s ", header_name,
-            value.data());
+  VSD_TRACE_AS(kFunction, WZLB_LEVEL_3, kModuleApi, " Header Name = %s Header value = %s ",
+               header_name, value.data());
   return value.data();
 }
 

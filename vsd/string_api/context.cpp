@@ -13,6 +13,9 @@
 namespace wz::script {
 namespace {
 
+// In whose name this file traces.
+constexpr const char* kFunction = "is_array_variable";
+
 enum class Suffix { kNumber = 0, kCount = 1, kOther = -1 };
 
 // An empty suffix counts as a number.
@@ -36,11 +39,12 @@ std::optional<int> select_element(bool base_is_array, std::string_view suffix) n
   if (!base_is_array) {
     // Deliberately looser than for arrays: scalars answer to any case of "count".
     if (suffix.size() == 5 && strncasecmp(suffix.data(), "count", 5) == 0) {
-      VSD_TRACE(WZLB_LEVEL_3, kModuleApi,
-                "variable is not vector, and used with _count. Returning hashcode");
+      VSD_TRACE_AS(kFunction, WZLB_LEVEL_3, kModuleApi,
+                   "variable is not vector, and used with _count. Returning hashcode");
       return kCountIndex;
     }
-    VSD_TRACE(WZLB_LEVEL_3, kModuleApi, "Varaible is not an array variable, returning -1");
+    VSD_TRACE_AS(kFunction, WZLB_LEVEL_3, kModuleApi,
+                 "Varaible is not an array variable, returning -1");
     return std::nullopt;
   }
   switch (classify_suffix(suffix)) {
@@ -56,19 +60,19 @@ std::optional<int> select_element(bool base_is_array, std::string_view suffix) n
 }  // namespace
 
 ArrayReference find_array_reference(const Context& context, std::string_view name) noexcept {
-  VSD_TRACE(WZLB_LEVEL_3, kModuleApi, "Method called");
+  VSD_TRACE_AS(kFunction, WZLB_LEVEL_3, kModuleApi, "Method called");
   const std::size_t underscore = name.rfind('_');
   const std::string_view base = name.substr(0, underscore);
-  VSD_TRACE(WZLB_LEVEL_3, kModuleApi, "var_start = [%s], var_length = %d", NameText(base).text,
-            to_int(base.size()));
+  VSD_TRACE_AS(kFunction, WZLB_LEVEL_3, kModuleApi, "var_start = [%s], var_length = %d",
+               NameText(base).text, to_int(base.size()));
   const int hash_code = context.find(base);
   if (hash_code == kNotFound) {
     return {};
   }
   const VarTransTableEntry& variable = context.variable(hash_code);
-  VSD_TRACE(WZLB_LEVEL_3, kModuleApi, "var_hashcode = %ld, uservar_idx = %d, var_type = %d",
-            static_cast<long>(hash_code), static_cast<int>(variable.user_var_table_idx),
-            static_cast<int>(variable.var_type));
+  VSD_TRACE_AS(kFunction, WZLB_LEVEL_3, kModuleApi,
+               "var_hashcode = %ld, uservar_idx = %d, var_type = %d", static_cast<long>(hash_code),
+               static_cast<int>(variable.user_var_table_idx), static_cast<int>(variable.var_type));
   const UserVarEntry* entry = context.value_entry(variable);
   if (!kIndexable.has(variable.var_type) || entry == nullptr ||
       underscore == std::string_view::npos || underscore + 1 == name.size()) {

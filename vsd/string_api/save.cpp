@@ -16,6 +16,9 @@
 namespace wz::script {
 namespace {
 
+// In whose name this file traces.
+constexpr const char* kFunction = "wz_save_var_val";
+
 constexpr int kSaved = 0;
 constexpr int kFailed = -1;
 
@@ -83,13 +86,13 @@ int save_scalar(const Context& context, int hash_code, UserVarEntry* entry,
   }
   const int saved_length = static_cast<int>(entry->length);
   if (request.is_text) {
-    VSD_TRACE(WZLB_LEVEL_3, kModuleApi,
-              "Final saved variable value = %s, length of the saved value is %d and length of "
-              "variable value = %d",
-              entry->value.value, saved_length, to_int(std::strlen(entry->value.value)));
+    VSD_TRACE_AS(kFunction, WZLB_LEVEL_3, kModuleApi,
+                 "Final saved variable value = %s, length of the saved value is %d and length of "
+                 "variable value = %d",
+                 entry->value.value, saved_length, to_int(std::strlen(entry->value.value)));
   } else {
-    VSD_TRACE(WZLB_LEVEL_3, kModuleApi, "Final saved variable saved value legth is %d",
-              saved_length);
+    VSD_TRACE_AS(kFunction, WZLB_LEVEL_3, kModuleApi,
+                 "Final saved variable saved value legth is %d", saved_length);
   }
   if (context.variable(hash_code).var_type == SCRATCH_VAR) {
     recompute_searches(context, hash_code);
@@ -139,14 +142,16 @@ int save_element(const Context& context, ArrayReference reference,
                  const SaveRequest& request) noexcept {
   const VarTransTableEntry& variable = context.variable(reference.hash_code);
   UserVarEntry* entry = context.value_entry(variable);
-  VSD_TRACE(WZLB_LEVEL_3, kModuleApi, "var_hashcode = %ld", static_cast<long>(reference.hash_code));
-  VSD_TRACE(WZLB_LEVEL_3, kModuleApi, "var_ptr = %p", static_cast<const void*>(&variable));
-  VSD_TRACE(WZLB_LEVEL_3, kModuleApi, "user_var_table_idx = %d",
-            static_cast<int>(variable.user_var_table_idx));
-  VSD_TRACE(WZLB_LEVEL_3, kModuleApi,
-            "Variable %s is an array variable. array_idx = %d, "
-            "cur_cptr->uvtable[uservar_idx].length = %d",
-            request.name, reference.index, static_cast<int>(entry->length));
+  VSD_TRACE_AS(kFunction, WZLB_LEVEL_3, kModuleApi, "var_hashcode = %ld",
+               static_cast<long>(reference.hash_code));
+  VSD_TRACE_AS(kFunction, WZLB_LEVEL_3, kModuleApi, "var_ptr = %p",
+               static_cast<const void*>(&variable));
+  VSD_TRACE_AS(kFunction, WZLB_LEVEL_3, kModuleApi, "user_var_table_idx = %d",
+               static_cast<int>(variable.user_var_table_idx));
+  VSD_TRACE_AS(kFunction, WZLB_LEVEL_3, kModuleApi,
+               "Variable %s is an array variable. array_idx = %d, "
+               "cur_cptr->uvtable[uservar_idx].length = %d",
+               request.name, reference.index, static_cast<int>(entry->length));
   if (!kWritable.has(variable.var_type)) {
     return kFailed;
   }
@@ -172,8 +177,8 @@ int save(const SaveRequest& request) noexcept {
   const std::string_view name(request.name);
   const int hash_code = context.find(name);
   if (hash_code == kNotFound) {
-    VSD_TRACE(WZLB_LEVEL_3, kModuleApi, "var_Name = [%s], length = %d", request.name,
-              to_int(name.size()));
+    VSD_TRACE_AS(kFunction, WZLB_LEVEL_3, kModuleApi, "var_Name = [%s], length = %d", request.name,
+                 to_int(name.size()));
     const ArrayReference reference = find_array_reference(context, name);
     return reference.hash_code != kNotFound && reference.index != 0
                ? save_element(context, reference, request)
@@ -201,13 +206,13 @@ int wz_save_var_val(const char* param_value, const char* param_name, int value_l
     return kFailed;
   }
   if (not_binary_flag != 0) {
-    VSD_TRACE(WZLB_LEVEL_3, kModuleApi,
-              "Method called. param_value = %s, param_name = %s, value_length = %d, flag = %d",
-              param_value, param_name, value_length, flag);
+    VSD_TRACE_AS(kFunction, WZLB_LEVEL_3, kModuleApi,
+                 "Method called. param_value = %s, param_name = %s, value_length = %d, flag = %d",
+                 param_value, param_name, value_length, flag);
   } else {
-    VSD_TRACE(WZLB_LEVEL_3, kModuleApi,
-              "Method called. param_name = %s, value_length = %d, flag = %d", param_name,
-              value_length, flag);
+    VSD_TRACE_AS(kFunction, WZLB_LEVEL_3, kModuleApi,
+                 "Method called. param_name = %s, value_length = %d, flag = %d", param_name,
+                 value_length, flag);
   }
   return save({.value = param_value,
                .name = param_name,

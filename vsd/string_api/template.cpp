@@ -22,15 +22,16 @@
 
 // A trace of evaluation. The masks are tested once per evaluation, not once per line, and the line
 // is made outside of the function that is traced, which so stays small.
-#define EVAL_TRACE(traced, ...)                                                   \
-  do {                                                                            \
-    if (traced) [[unlikely]] {                                                    \
-      [=]() __attribute__((noinline, cold)) {                                     \
-        VSD_TRACE_AS("wz_eval_string_ex", WZLB_LEVEL_3, kModuleApi, __VA_ARGS__); \
-      }                                                                           \
-      ();                                                                         \
-    }                                                                             \
+#define TRACE_IF(traced, function, ...)                                \
+  do {                                                                 \
+    if (traced) [[unlikely]] {                                         \
+      [=]() __attribute__((noinline, cold)) {                          \
+        VSD_TRACE_AS(function, WZLB_LEVEL_3, kModuleApi, __VA_ARGS__); \
+      }                                                                \
+      ();                                                              \
+    }                                                                  \
   } while (0)
+#define EVAL_TRACE(traced, ...) TRACE_IF(traced, "wz_eval_string_ex", __VA_ARGS__)
 
 namespace wz::script {
 namespace {
@@ -39,13 +40,35 @@ bool evaluation_is_traced() noexcept {
   return tracing(WZLB_LEVEL_3, kModuleApi);
 }
 
+// Copies kHalf to 2 * kHalf bytes as two blocks that may overlap.
+template <std::size_t kHalf>
+inline void copy_halves(char* to, const char* from, std::size_t length) noexcept {
+  char first[kHalf];
+  char last[kHalf];
+  std::memcpy(first, from, kHalf);
+  std::memcpy(last, from + length - kHalf, kHalf);
+  std::memcpy(to, first, kHalf);
+  std::memcpy(to + length - kHalf, last, kHalf);
+}
+
+// memcpy without the call for short values, which most are.
+inline void copy_bytes(char* to, const char* from, std::size_t length) noexcept {
+  if (length - 8 <= 8) {
+    copy_halves<8>(to, from, length);
+  } else if (length - 16 <= 16) {
+    copy_halves<16>(to, from, length);
+  } else {
+    std::memcpy(to, from, length);
+  }
+}
+
 // Copies bytes behind the `used` bytes of the output buffer; returns how many were written, which
 // is none when the buffer could not grow.
 inline std::size_t append_bytes(const char* bytes, std::size_t length, std::size_t used) noexcept {
   if (!output_buffer.reserve(static_cast<long>(used), static_cast<long>(length))) [[unlikely]] {
     return 0;
   }
-  std::memcpy(output_buffer.data() + used, bytes, length);
+  copy_bytes(output_buffer.data() + used, bytes, length);
   return length;
 }
 
@@ -56,20 +79,21 @@ inline std::size_t append_bytes(const char* bytes, std::size_t length, std::size
   }
   const std::size_t length = std::strlen(coded.get());
   if (flag == WZ_FLAG_URL_ENCODE) {
-    VSD_TRACE(WZLB_LEVEL_3, kModuleApi, "Encoded variable value = %s, variable length = %d",
-              coded.get(), to_int(length));
+    VSD_TRACE_AS("apply_encode_decode", WZLB_LEVEL_3, kModuleApi,
+                 "Encoded variable value = %s, variable length = %d", coded.get(), to_int(length));
   } else {
-    VSD_TRACE(WZLB_LEVEL_3, kModuleApi, "Decoded variable value = %s, variable length = %d",
-              coded.get(), to_int(length));
+    VSD_TRACE_AS("apply_encode_decode", WZLB_LEVEL_3, kModuleApi,
+                 "Decoded variable value = %s, variable length = %d", coded.get(), to_int(length));
   }
   return append_bytes(coded.get(), length, used);
 }
 
 // Writes one value as the encoding flag says; returns the bytes written.
 inline std::size_t append_value(Value value, int flag, std::size_t used, bool traced) noexcept {
-  EVAL_TRACE(traced, "Method called");
+  TRACE_IF(traced, "apply_encode_decode", "Method called");
   if (value.text == nullptr) {
-    EVAL_TRACE(traced, "Value of parameter is NULL. It will not go in buffer, returning from here");
+    TRACE_IF(traced, "apply_encode_decode",
+             "Value of parameter is NULL. It will not go in buffer, returning from here");
     return 0;
   }
   return is_coding_flag(flag) ? append_coded(value, flag, used)
@@ -122,8 +146,10 @@ inline Reference parse_reference(char* open, char* end) noexcept {
 // buffer and returns the bytes written.
 class Evaluation {
  public:
-  explicit Evaluation(int flag) noexcept
-      : context_(Context::current()), flag_(flag), traced_(evaluation_is_traced()) {}
+  Evaluation(int flag, const char* text) noexcept
+      : context_(Context::current()), flag_(flag), traced_(evaluation_is_traced()) {
+    EVAL_TRACE(traced_, "Method called. string = %s, flag = %d", text, flag);
+  }
 
   // Expands `text` into the output buffer and returns the buffer.
   char* run(char* text) const noexcept;
@@ -198,7 +224,8 @@ inline std::size_t Evaluation::expand(Reference reference, std::size_t used) con
                                                           const VarTransTableEntry& variable,
                                                           std::size_t used) const noexcept {
   if (variable.var_type == VSD_GLOBAL_INDEX_VAR) {
-    VSD_TRACE(WZLB_LEVEL_4, kModuleIndexVar, "GLOBAL INDEX VAR PARAMETER IN wz_eval_string");
+    VSD_TRACE_AS("wz_eval_string_ex", WZLB_LEVEL_4, kModuleIndexVar,
+                 "GLOBAL INDEX VAR PARAMETER IN wz_eval_string");
     return 0;
   }
   EVAL_TRACE(traced_, "Variable %s is not an array variable", NameText(reference.name()).text);
@@ -221,7 +248,7 @@ inline std::size_t Evaluation::expand(Reference reference, std::size_t used) con
 std::size_t Evaluation::expand_count(const UserVarEntry& entry, std::size_t used) const noexcept {
   if (is_array(&entry)) {
     // An empty array's count is deliberately the empty text, not "0": templates use it as "none".
-    char digits[16];
+    char digits[32];
     const auto end = std::to_chars(digits, digits + sizeof digits, entry.length).ptr;
     const auto length = entry.length > 0 ? static_cast<std::size_t>(end - digits) : 0;
     EVAL_TRACE(traced_, "in count case and var length is %d", to_int(length));
@@ -257,25 +284,31 @@ std::size_t Evaluation::expand_element(Reference reference, const UserVarEntry& 
   return append(element_value(entry, index), used);
 }
 
+// The result of an earlier evaluation is a template of its own: keep it from its successor.
+[[gnu::noinline, gnu::cold]] char* evaluate_copy(const Evaluation& evaluation,
+                                                 const char* text) noexcept {
+  const TrackedText copy =
+      copy_text(text, static_cast<long>(std::strlen(text)), WZ_BLOCK_OWNER("template"));
+  char none[1] = "";
+  return evaluation.run(copy != nullptr ? copy.get() : none);
+}
+
+char* evaluate(char* string, int flag) noexcept {
+  char none[1] = "";
+  char* text = string != nullptr ? string : none;
+  const Evaluation evaluation(flag, text);
+  return output_buffer.holds(text) ? evaluate_copy(evaluation, text) : evaluation.run(text);
+}
+
 }  // namespace
 }  // namespace wz::script
 
 char* wz_eval_string_ex(char* string, int flag) {
-  using namespace wz::script;
-  char none[1] = "";
-  char* text = string != nullptr ? string : none;
-  VSD_TRACE(WZLB_LEVEL_3, kModuleApi, "Method called. string = %s, flag = %d", text, flag);
-  if (!output_buffer.holds(text)) {
-    return Evaluation(flag).run(text);
-  }
-  // The result of an earlier evaluation is a template of its own: keep it from its successor.
-  const TrackedText copy =
-      copy_text(text, static_cast<long>(std::strlen(text)), WZ_BLOCK_OWNER("template"));
-  return Evaluation(flag).run(copy != nullptr ? copy.get() : none);
+  return wz::script::evaluate(string, flag);
 }
 
 char* wz_eval_string(char* string) {
-  return wz_eval_string_ex(string, WZ_FLAG_NONE);
+  return wz::script::evaluate(string, WZ_FLAG_NONE);
 }
 
 char* wz_eval_string_buf(char* string, char* buff) {
@@ -284,12 +317,12 @@ char* wz_eval_string_buf(char* string, char* buff) {
   if (buff == nullptr) {
     return nullptr;
   }
-  const char* expanded = wz_eval_string(string);
+  const char* expanded = evaluate(string, WZ_FLAG_NONE);
   const std::size_t length = strnlen(expanded, kMaxLength + 1);
   if (length > kMaxLength) {
-    VSD_TRACE(WZLB_LEVEL_1, kModuleApi,
-              "ERROR: parameter value is more than %d, so ignoring remaining value",
-              to_int(kMaxLength));
+    VSD_TRACE_AS("wz_eval_string_buf", WZLB_LEVEL_1, kModuleApi,
+                 "ERROR: parameter value is more than %d, so ignoring remaining value",
+                 to_int(kMaxLength));
   }
   const std::size_t kept = length < kMaxLength ? length : kMaxLength;
   std::memcpy(buff, expanded, kept);

@@ -11,6 +11,9 @@
 namespace wz::script {
 namespace {
 
+// In whose name this file traces.
+constexpr const char* kFunction = "wz_eval_string_ex";
+
 // The host writes a date format of up to 4096 characters.
 constexpr std::size_t kDateFormatSize = 4096 + 1;
 
@@ -30,8 +33,8 @@ Value date_value(char* after_name, ValueStorage& storage) noexcept {
   int length = 0;
   storage.date.reset(wzlb_get_formated_cur_date(to_int(std::strlen(format.data())), format.data(),
                                                 day_offset, 0, 0, 0, nullptr, 0, &length));
-  VSD_TRACE(WZLB_LEVEL_3, kModuleApi, "format = %s, day_offset_val = %d, date = %s", format.data(),
-            day_offset, storage.date != nullptr ? storage.date.get() : "(null)");
+  VSD_TRACE_AS(kFunction, WZLB_LEVEL_3, kModuleApi, "format = %s, day_offset_val = %d, date = %s",
+               format.data(), day_offset, storage.date != nullptr ? storage.date.get() : "(null)");
   return {.text = storage.date.get(), .length = static_cast<std::size_t>(std::max(length, 0))};
 }
 
@@ -59,10 +62,10 @@ Value method_value(const Context& context) noexcept {
   }
   constexpr int kMaxLength = sizeof(method->http_method);
   const int length = std::clamp(method->http_method_len, 0, kMaxLength);
-  VSD_TRACE(WZLB_LEVEL_3, kModuleApi,
-            "Inside SYS_VAR_HTTP_METHOD_TYPE, method len = %d, HTTP_METHOD_NAME = [%s]",
-            method->http_method_len,
-            NameText({method->http_method, static_cast<std::size_t>(length)}).text);
+  VSD_TRACE_AS(kFunction, WZLB_LEVEL_3, kModuleApi,
+               "Inside SYS_VAR_HTTP_METHOD_TYPE, method len = %d, HTTP_METHOD_NAME = [%s]",
+               method->http_method_len,
+               NameText({method->http_method, static_cast<std::size_t>(length)}).text);
   return {.text = method->http_method, .length = static_cast<std::size_t>(length)};
 }
 
@@ -82,8 +85,9 @@ Cr_file_seg* forward_template(const connection& forward) noexcept {
 }
 
 Value forward_host(const connection& forward) noexcept {
-  VSD_TRACE(WZLB_LEVEL_3, kModuleForward, "Inside SYS_VAR_FWD_HOSTNAME");
-  VSD_TRACE(WZLB_LEVEL_3, kModuleForward, "fcptr->template_id_used = %d", forward.template_id_used);
+  VSD_TRACE_AS(kFunction, WZLB_LEVEL_3, kModuleForward, "Inside SYS_VAR_FWD_HOSTNAME");
+  VSD_TRACE_AS(kFunction, WZLB_LEVEL_3, kModuleForward, "fcptr->template_id_used = %d",
+               forward.template_id_used);
   const Cr_file_seg* chosen = forward_template(forward);
   if (chosen == nullptr) {
     return {};
@@ -94,7 +98,7 @@ Value forward_host(const connection& forward) noexcept {
 
 Value forward_port(const Context& context, const connection& forward,
                    ValueStorage& storage) noexcept {
-  VSD_TRACE(WZLB_LEVEL_3, kModuleApi, "Inside SYS_VAR_FWD_PORT");
+  VSD_TRACE_AS(kFunction, WZLB_LEVEL_3, kModuleApi, "Inside SYS_VAR_FWD_PORT");
   if (&get_dynamic_fwd_port == nullptr) {
     return {};
   }
@@ -106,7 +110,7 @@ Value forward_port(const Context& context, const connection& forward,
 }
 
 Value forward_protocol(const connection& forward) noexcept {
-  VSD_TRACE(WZLB_LEVEL_3, kModuleApi, "Inside SYS_VAR_FWD_PROTOCOL");
+  VSD_TRACE_AS(kFunction, WZLB_LEVEL_3, kModuleApi, "Inside SYS_VAR_FWD_PROTOCOL");
   return &get_proto_type != nullptr ? text_value(get_proto_type(forward.proto_type)) : Value{};
 }
 
@@ -142,7 +146,8 @@ Value computed_value(const Context& context, const VarTransTableEntry& variable,
     case SYS_VAR_FWD_PROTOCOL:
       return forward_value(context, kind, storage);
     default:
-      VSD_TRACE(WZLB_LEVEL_3, kModuleApi, "wz_eval_string; Unknown Variable type %s", after_name);
+      VSD_TRACE_AS(kFunction, WZLB_LEVEL_3, kModuleApi, "wz_eval_string; Unknown Variable type %s",
+                   after_name);
       return {};
   }
 }
