@@ -16,6 +16,7 @@
 #include <cstdlib>
 #include <cstring>
 
+#include "libwzcore/internal/soft_alloc.h"
 #include "libwzcore/internal/trace.h"
 
 // A trace that names the place of the caller, not of this module.
@@ -30,12 +31,7 @@
 
 namespace {
 
-struct Caller {
-  const char* label;
-  const char* file;
-  int line;
-  const char* function;
-};
+using Caller = wz::BlockOwner;
 
 constexpr char kGuard[] = "CMemDbg";
 constexpr std::size_t kGuardSize = sizeof kGuard - 1;
@@ -154,6 +150,51 @@ void offer_to_map(void* block, std::size_t size, const Caller& caller) {
 
 }  // namespace
 
+void* wz::soft_malloc(long size, const BlockOwner& caller) noexcept {
+  const std::size_t padded = static_cast<std::size_t>(size) + pad_length;
+  void* const block = std::malloc(padded + kGuardRoom);
+  if (block == nullptr) {
+    return nullptr;
+  }
+  write_guard(block, padded);
+  const std::size_t counted = counted_size(block, padded);
+  CALLER_TRACE(WZLB_LEVEL_2, "WZLB_MALLOC'ed (%s) done. ptr = %p, size = %ld, allocated size = %ld",
+               caller.label, block, static_cast<long>(padded), static_cast<long>(counted));
+  count_allocated(counted);
+  ++mem_stats.num_allocations;
+  trace_statistics(caller);
+  offer_to_map(block, padded, caller);
+  return block;
+}
+
+void* wz::soft_realloc(void* pointer, long size, const BlockOwner& caller) noexcept {
+  std::size_t old_counted = 0;
+  std::size_t old_size = 0;
+  if (pointer != nullptr) {
+    wzlb_mem_map_remove(pointer);
+    old_size = guarded_size(pointer);
+    old_counted = counted_size(pointer, old_size);
+  }
+  const std::size_t padded = static_cast<std::size_t>(size) + pad_length;
+  void* const block = std::realloc(pointer, padded + kGuardRoom);
+  if (block == nullptr) {
+    if (pointer != nullptr) {
+      offer_to_map(pointer, old_size, caller);
+    }
+    return nullptr;
+  }
+  mem_stats.num_allocations += pointer == nullptr ? 1 : 0;
+  write_guard(block, padded);
+  const std::size_t counted = counted_size(block, padded);
+  if (counted >= old_counted) {
+    count_allocated(counted - old_counted);
+  } else {
+    count_freed(old_counted - counted);
+  }
+  offer_to_map(block, padded, caller);
+  return block;
+}
+
 void* wzlb_tracked_malloc(long size, const char* label, const char* file, int line,
                           const char* function) {
   const Caller caller{label, file, line, function};
@@ -165,48 +206,23 @@ void* wzlb_tracked_malloc(long size, const char* label, const char* file, int li
     CALLER_TRACE(WZLB_LEVEL_2, "WZLB: Trying to malloc a 0 size\n");
     return nullptr;
   }
-  const std::size_t padded = static_cast<std::size_t>(size) + pad_length;
-  void* const block = std::malloc(padded + kGuardRoom);
+  void* const block = wz::soft_malloc(size, caller);
   if (block == nullptr) {
     report_no_memory(size, caller);
   }
-  write_guard(block, padded);
-  const std::size_t counted = counted_size(block, padded);
-  CALLER_TRACE(WZLB_LEVEL_2, "WZLB_MALLOC'ed (%s) done. ptr = %p, size = %ld, allocated size = %ld",
-               label, block, static_cast<long>(padded), static_cast<long>(counted));
-  count_allocated(counted);
-  ++mem_stats.num_allocations;
-  trace_statistics(caller);
-  offer_to_map(block, padded, caller);
   return block;
 }
 
 void* wzlb_tracked_realloc(void* pointer, long size, const char* label, int index, const char* file,
                            int line, const char* function) {
   const Caller caller{label, file, line, function};
-  std::size_t old_counted = 0;
-  if (pointer != nullptr) {
-    wzlb_mem_map_remove(pointer);
-    old_counted = counted_size(pointer, guarded_size(pointer));
-  } else {
-    ++mem_stats.num_allocations;
-  }
   if (size <= 0) {
     refuse_reallocation_size(size, index, caller);
   }
-  const std::size_t padded = static_cast<std::size_t>(size) + pad_length;
-  void* const block = std::realloc(pointer, padded + kGuardRoom);
+  void* const block = wz::soft_realloc(pointer, size, caller);
   if (block == nullptr) {
     report_no_reallocation(size, index, errno, caller);
   }
-  write_guard(block, padded);
-  const std::size_t counted = counted_size(block, padded);
-  if (counted >= old_counted) {
-    count_allocated(counted - old_counted);
-  } else {
-    count_freed(old_counted - counted);
-  }
-  offer_to_map(block, padded, caller);
   return block;
 }
 

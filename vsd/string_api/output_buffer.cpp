@@ -8,7 +8,7 @@
 #include <cstdio>
 #include <cstring>
 
-#include "vsd/string_api/soft_alloc.h"
+#include "libwzcore/internal/soft_alloc.h"
 
 namespace wz::script {
 namespace {

@@ -9,7 +9,7 @@
 
 #include "vsd/string_api/context.h"
 #include "vsd/string_api/output_buffer.h"
-#include "vsd/string_api/soft_alloc.h"
+#include "vsd/string_api/tracked_text.h"
 #include "vsd/string_api/url_codec.h"
 #include "vsd/trace.h"
 

@@ -4,7 +4,7 @@
 #include <array>
 
 #include "vsd/string_api/context.h"
-#include "vsd/string_api/soft_alloc.h"
+#include "vsd/string_api/tracked_text.h"
 
 namespace wz::script {
 
