@@ -1,6 +1,7 @@
 #include "daemon/http/exchange.h"
 
 #include <algorithm>
+#include <exception>
 #include <utility>
 
 namespace vsd::http {
@@ -251,14 +252,19 @@ void Exchange::serve(std::size_t body_size, std::size_t request_size, TimePoint 
   request.has_if_none_match = head_.has_if_none_match;
 
   context_.response.clear();
-  context_.handler.handle(request, context_.response);
+  try {
+    context_.handler.handle(request, context_.response);
+  } catch (const std::exception&) {  // its own request is all that a failure may cost
+    context_.response.clear();
+    context_.response.status = 500;
+  }
 
   Framing framing;
   framing.head_request = request.method == "HEAD";
   framing.keep_alive = head_.keep_alive && !context_.draining;
   framing.name_keep_alive = head_.version == 10;
   input_.consume(request_size);
-  linger_ = !input_.empty() || head_.keep_alive;
+  linger_ = !input_.empty();
   next_request(now);
   append_answer(framing, now);
 }

@@ -9,6 +9,7 @@
 #include <fcntl.h>
 #include <netinet/in.h>
 #include <netinet/tcp.h>
+#include <poll.h>
 #include <sys/eventfd.h>
 #include <sys/socket.h>
 #include <sys/uio.h>
@@ -73,7 +74,7 @@ class Server::Loop {
   bool accept_clients();
   void open(int fd);
   void remove(Connection& connection);
-  bool make_room();
+  bool make_room_for_client();
 
   void delay(TimePoint due, ConnectionPtr connection);
   void arm_delay_timer();
@@ -353,8 +354,7 @@ void Server::Loop::wait_for_clients() {
 // that the listener, which remains readable, does not keep the loop busy.
 bool Server::Loop::accept_clients() {
   for (int i = 0; i < kAcceptsPerEvent; ++i) {
-    if (connections_.size() >= context_.limits.max_connections && !make_room()) {
-      arm_sweep();
+    if (connections_.size() >= context_.limits.max_connections && !make_room_for_client()) {
       return false;
     }
     const int fd =
@@ -365,8 +365,7 @@ bool Server::Loop::accept_clients() {
       wait_for_clients();
       return false;
     } else if (errno == EMFILE || errno == ENFILE || errno == ENOBUFS || errno == ENOMEM) {
-      if (!make_room()) {
-        arm_sweep();
+      if (!make_room_for_client()) {
         return false;
       }
     }  // else the client has gone before it was accepted
@@ -394,8 +393,14 @@ void Server::Loop::remove(Connection& connection) {
   end_when_drained();
 }
 
-// Closes the connection that has been idle longest. False when every one has a request under way.
-bool Server::Loop::make_room() {
+// For a client that waits, closes the connection that has been idle longest. False when there is no
+// such client or every connection has a request under way.
+bool Server::Loop::make_room_for_client() {
+  pollfd waiting{listener_.native_handle(), POLLIN, 0};
+  if (::poll(&waiting, 1, 0) != 1) {
+    wait_for_clients();
+    return false;
+  }
   Connection* oldest = nullptr;
   for (const auto& connection : connections_) {
     if (connection->idle() && (oldest == nullptr || connection->deadline() < oldest->deadline())) {
@@ -403,6 +408,7 @@ bool Server::Loop::make_room() {
     }
   }
   if (oldest == nullptr) {
+    arm_sweep();
     return false;
   }
   oldest->close();

@@ -226,7 +226,7 @@ TEST(HttpExchange, WritesTheHead) {
     driver.feed(c.request);
     EXPECT_EQ(driver.output, c.answer);
   }
-  EXPECT_TRUE(driver.shut_down);
+  EXPECT_TRUE(driver.closed);
 }
 
 TEST(HttpExchange, AsksForTheBodyOnlyWhenItIsMissingAndWelcome) {
@@ -327,7 +327,7 @@ TEST(HttpExchange, EndsWithTheAnswerWhileDraining) {
   driver.context().draining = true;
   driver.feed("TP/1.1\r\nHost: a\r\n\r\n");
   EXPECT_NE(driver.output.find("Connection: close\r\n"), std::string::npos);
-  EXPECT_TRUE(driver.shut_down);
+  EXPECT_TRUE(driver.closed);
 }
 
 }  // namespace

@@ -1,0 +1,98 @@
+// The event loop with real sockets.
+#include <gtest/gtest.h>
+
+#include <thread>
+
+#include "daemon/http/server.h"
+#include "daemon/process/listener.h"
+#include "tests/support/exchange_driver.h"
+#include "tests/support/raw_client.h"
+
+namespace vsd::http {
+namespace {
+
+using test::RawClient;
+
+// A server in a thread of its own; its end is a clean drain.
+class RunningServer {
+ public:
+  explicit RunningServer(const HttpLimits& limits)
+      : limits_(limits),
+        listener_(open_listener({"127.0.0.1", 0})),
+        server_(limits_, handler_, listener_.socket.release()),
+        thread_([this] { server_.run(); }) {}
+  ~RunningServer() { stop(); }
+
+  int port() const { return listener_.port; }
+  void stop() {
+    if (thread_.joinable()) {
+      server_.stop();
+      thread_.join();
+    }
+  }
+
+ private:
+  HttpLimits limits_;
+  EchoHandler handler_;
+  Listener listener_;
+  Server server_;
+  std::thread thread_;
+};
+
+std::string get(std::string_view target) {
+  return "GET " + std::string(target) + " HTTP/1.1\r\nHost: a\r\n\r\n";
+}
+
+TEST(HttpServer, DelaysOneAnswerAndServesOthersMeanwhile) {
+  RunningServer server({});
+  const RawClient slow(server.port());
+  const RawClient fast(server.port());
+  const auto start = Clock::now();
+  slow.send(get("/slow") + get("/after"));
+  for (int i = 0; i < 10; ++i) {
+    fast.send(get("/fast"));
+    EXPECT_NE(fast.receive("GET /fast 31 ").find("200 OK"), std::string::npos);
+  }
+  const auto answers = slow.receive("GET /after 32 ");
+  EXPECT_LT(answers.find("GET /slow"), answers.find("GET /after"));
+  EXPECT_GE(Clock::now() - start, std::chrono::milliseconds(70));
+}
+
+TEST(HttpServer, ClosesTheLongestIdleConnectionForANewClient) {
+  HttpLimits limits;
+  limits.max_connections = 2;
+  RunningServer server(limits);
+  const RawClient first(server.port());
+  first.send(get("/1"));
+  EXPECT_NE(first.receive("GET /1 28 "), "");
+  const RawClient busy(server.port());
+  busy.send("GET /busy");
+  const RawClient third(server.port());
+  third.send(get("/3"));
+  EXPECT_NE(third.receive("GET /3 28 "), "");
+  EXPECT_EQ(first.receive(), "");
+  busy.send(" HTTP/1.1\r\nHost: a\r\n\r\n");
+  EXPECT_NE(busy.receive("GET /busy 31 "), "");
+}
+
+TEST(HttpServer, TimesOutSlowRequestsAndIdleConnections) {
+  HttpLimits limits;
+  limits.idle_timeout = limits.request_timeout = std::chrono::seconds(1);
+  RunningServer server(limits);
+  const RawClient slow(server.port());
+  slow.send("GET / HT");
+  const RawClient idle(server.port());
+  EXPECT_TRUE(slow.receive().starts_with("HTTP/1.1 408 "));
+  EXPECT_EQ(idle.receive(), "");
+}
+
+TEST(HttpServer, FinishesDelayedAnswersBeforeItEnds) {
+  RunningServer server({});
+  const RawClient client(server.port());
+  client.send(get("/slow"));
+  server.stop();
+  EXPECT_NE(client.receive().find("GET /slow"), std::string::npos);
+}
+
+}  // namespace
+}  // namespace vsd::http

@@ -1,0 +1,56 @@
+// A bare socket, for what well-behaved clients do not do.
+#pragma once
+
+#include <arpa/inet.h>
+#include <gtest/gtest.h>
+#include <netinet/tcp.h>
+#include <sys/socket.h>
+#include <unistd.h>
+
+#include <array>
+#include <string>
+#include <string_view>
+
+namespace vsd::test {
+
+class RawClient {
+ public:
+  explicit RawClient(int port) : socket_(::socket(AF_INET, SOCK_STREAM | SOCK_CLOEXEC, 0)) {
+    sockaddr_in address{};
+    address.sin_family = AF_INET;
+    address.sin_port = htons(static_cast<std::uint16_t>(port));
+    address.sin_addr.s_addr = htonl(INADDR_LOOPBACK);
+    EXPECT_EQ(::connect(socket_, reinterpret_cast<sockaddr*>(&address), sizeof address), 0);
+    const int on = 1;  // each write a segment of its own
+    ::setsockopt(socket_, IPPROTO_TCP, TCP_NODELAY, &on, sizeof on);
+  }
+  RawClient(const RawClient&) = delete;
+  RawClient& operator=(const RawClient&) = delete;
+  ~RawClient() { ::close(socket_); }
+
+  void send(std::string_view bytes) const {
+    EXPECT_EQ(::send(socket_, bytes.data(), bytes.size(), MSG_NOSIGNAL),
+              static_cast<ssize_t>(bytes.size()));
+  }
+
+  void end_sending() const { ::shutdown(socket_, SHUT_WR); }
+
+  // Reads until the text ends with `end`, or to the end of the connection.
+  std::string receive(std::string_view end = "") const {
+    std::string text;
+    std::array<char, 65536> buffer{};
+    while (end.empty() || !text.ends_with(end)) {
+      const ssize_t count = ::recv(socket_, buffer.data(), buffer.size(), 0);
+      if (count <= 0) {
+        break;
+      }
+      text.append(buffer.data(), static_cast<std::size_t>(count));
+    }
+    return text;
+  }
+
+ private:
+  int socket_;
+};
+
+}  // namespace vsd::test
