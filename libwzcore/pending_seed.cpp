@@ -1,14 +1,12 @@
-// Seed of the declaration parser, date declarations and the search engine: weak, so that the
-// modules themselves replace it function by function as they land.
+// Seed of date declarations and the search engine: weak, so that the modules themselves replace it
+// function by function as they land.
 #include <wz/wzlb_alloc.h>
 #include <wz/wzlb_date_var.h>
 #include <wz/wzlb_search_vars.h>
 
 #include <algorithm>
-#include <cstdio>
 #include <cstdlib>
 #include <cstring>
-#include <string>
 #include <string_view>
 
 #define WZ_SEED __attribute__((weak))
@@ -17,69 +15,6 @@ extern "C" {
 WZ_SEED int flag_to_read_file = 1;
 WZ_SEED int total_holiday_entries = 0;
 WZ_SEED wzlb_copy_to_bigbuf_cb_t* wzlb_copy_to_bigbuf_cb = nullptr;
-}
-
-namespace {
-
-std::string trimmed(std::string_view text) {
-  const auto first = text.find_first_not_of(" \t");
-  return first == std::string_view::npos
-             ? std::string()
-             : std::string(text.substr(first, text.find_last_not_of(" \t") - first + 1));
-}
-
-void put(char* out, std::size_t size, const std::string& text) {
-  std::snprintf(out, size, "%s", text.c_str());
-}
-
-// One field from `rest`: keyword, '=' and value, with quotes and backslashes resolved.
-void take_field(std::string_view& rest, WZApiFields& field) {
-  std::string keyword;
-  std::string value;
-  bool has_value = false;
-  bool quoted = false;
-  bool in_quote = false;
-  std::size_t i = 0;
-  for (; i < rest.size() && (in_quote || rest[i] != ','); ++i) {
-    const char c = rest[i];
-    if (!has_value) {
-      has_value = c == '=';
-      keyword += has_value ? "" : std::string(1, c);
-    } else if (c == '"') {
-      in_quote = !in_quote;
-      quoted = true;
-      value = in_quote ? std::string() : value;
-    } else if (c == '\\' && i + 1 < rest.size()) {
-      value += rest[++i] == 'n' ? '\n' : rest[i];
-    } else if (in_quote || !quoted) {
-      value += c;
-    }
-  }
-  rest.remove_prefix(i);
-  put(field.keyword, sizeof field.keyword, trimmed(keyword));
-  put(field.value, sizeof field.value, quoted ? value : trimmed(value));
-}
-
-}  // namespace
-
-WZ_SEED int parse_api_ex(WZApi* api_attr, char* api_line, char*, char* err_msg, int, int, int) {
-  std::memset(api_attr, 0, sizeof *api_attr);
-  const std::string_view line = api_line;
-  const auto open = line.find('(');
-  const auto close = line.rfind(')');
-  if (open == std::string_view::npos || close == std::string_view::npos || close < open) {
-    std::strcpy(err_msg, "is not in correct format - a bracket is missing.");
-    return -1;
-  }
-  put(api_attr->api_name, sizeof api_attr->api_name, trimmed(line.substr(0, open)));
-  std::string_view rest = line.substr(open + 1, close - open - 1);
-  for (;;) {
-    take_field(rest, api_attr->api_fields[api_attr->num_tokens++]);
-    if (rest.empty()) {
-      return 0;
-    }
-    rest.remove_prefix(1);
-  }
 }
 
 WZ_SEED void wzlb_init_parameter_module(int, wzlb_copy_to_bigbuf_cb_t* copy,

@@ -48,7 +48,6 @@ int vsd_hash_table_shm_get_param(char* table, char* name, int name_len, long nex
 // The tables live as long as the process: there is no operation that ends one.
 void vsd_hash_table_init(VsdHashTable* table) {
   if (table != nullptr) {
-    delete vsd::index_of(table);
     table->host_data = new vsd::KeyIndex;
   }
 }

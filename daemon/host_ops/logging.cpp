@@ -156,5 +156,8 @@ void vsd_exit(int status, char* format, ...) {
   va_end(arguments);
   text.head(".\nExiting...\n");
   vsd::write_error(text);
+  if (g_err_log != nullptr) {
+    text.write_to(STDERR_FILENO);
+  }
   std::exit(status);
 }

@@ -1,7 +1,31 @@
 /*
  * The host contract: the records that a host owns and the script API reads, and the operations that
  * a host provides. libwz refers to all of them weakly, so the core library also loads into a
- * process that is no host at all.
+ * process that is no host at all; a host defines them as ordinary symbols and exports them
+ * dynamically, because libwz and the scripts resolve them from the executable.
+ *
+ * Conventions
+ *   Threads    One request at a time runs script code in a process. Nothing here is locked. Several
+ *              requests at once take several processes.
+ *   Ownership  The host owns every record and frees what hangs on it. Blocks that the library hands
+ *              over in a record (values of variables, UrlDynamicData and what it points to) come
+ *              from tracked allocation: give them back with WZLB_FREE of <wz/wzlb_alloc.h>, and
+ *              allocate values that the library may replace with WZLB_MALLOC.
+ *   Distances  A service holds no pointer. A distance is a number of bytes from the record that the
+ *              field's comment names, so a service may lie in shared memory at any address.
+ *   Texts      "In the pool" is a distance from the service's string pool; a NUL follows each text
+ *              there. Lengths never count the NUL.
+ *   Errors     -1 means "not found" or "failed"; no operation may throw or jump into the library.
+ *
+ * Order of calls
+ *   At start   Define the globals, set the logs and masks, build the services. See <wz/wzlb.h> for
+ *              what the core library wants to be told.
+ *   A request  Fill a connection: scptr, uvtable, request_url, request_hdr, flag, the callback
+ *              slots emptied, url_data null. Fill the variables that the service declares. Set
+ *              cur_cptr. Set cur_url while the script handles the received request, null otherwise.
+ *              Call the script. Read url_data for what it set, evaluate the response.
+ *   After it   Free the values in uvtable and url_data, set cur_cptr, cur_url and kpi_magic to
+ * null. Texts that a script left by pointer (http_status_line, kpi_magic) are gone with it.
  */
 #ifndef VSD_HOST_H
 #define VSD_HOST_H
@@ -21,41 +45,59 @@ WZ_BEGIN_DECLS
 
 /* ---- variable kinds: VarTransTableEntry.var_type -------------------------------------------- */
 
+/**
+ * The kinds that have a name. The library knows them, and the user-variable kinds without a name,
+ * by what they allow:
+ *
+ *   2, 3, 5, 15, 20, 23, 24, 25   value in uvtable, may be an array, scripts may save
+ *   14                            value in uvtable, scripts may save
+ *   16, 17                        value in uvtable, may be an array
+ *   8 to 12, 21                   value in uvtable
+ *   4, 13, 22, 26 to 28           computed at each use, never saved
+ *   18                            never evaluated; saving writes through to a data source
+ *
+ * Every other number is unknown: it evaluates to an empty value and cannot be saved.
+ */
 enum vsd_var_kind {
-  VSD_SEARCH_VAR = 2,
-  SCRATCH_VAR = 3,
-  VSD_DATE_VAR = 4,
-  VSD_QUERY_VAR = 5,
-  VSD_REQUEST_VAR = 8,
-  VSD_INDEX_VAR = 13,
-  VSD_GLOBAL_INDEX_VAR = 18,
-  SYS_VAR_HTTP_METHOD_TYPE = 22,
-  SYS_VAR_FWD_HOSTNAME = 26,
-  SYS_VAR_FWD_PORT = 27,
-  SYS_VAR_FWD_PROTOCOL = 28
+  VSD_SEARCH_VAR = 2,            /**< text between two boundaries */
+  SCRATCH_VAR = 3,               /**< the script's own; saving it runs the searches in it again */
+  VSD_DATE_VAR = 4,              /**< see parse_zel_cur_date_format_and_day_offset */
+  VSD_QUERY_VAR = 5,             /**< parameter of the URL's query */
+  VSD_REQUEST_VAR = 8,           /**< raw part of the request */
+  VSD_INDEX_VAR = 13,            /**< see get_index_var_idx */
+  VSD_GLOBAL_INDEX_VAR = 18,     /**< see update_column_value_in_db */
+  SYS_VAR_HTTP_METHOD_TYPE = 22, /**< see get_http_method */
+  SYS_VAR_FWD_HOSTNAME = 26,     /**< backend host of the forward template */
+  SYS_VAR_FWD_PORT = 27,         /**< see get_dynamic_fwd_port */
+  SYS_VAR_FWD_PROTOCOL = 28      /**< see get_proto_type */
 };
 
-/** Protocols of a connection: what get_proto_type names. */
+/** Protocols that vsd stores in connection.proto_type and get_proto_type names. The numbers are the
+ * host's affair: the library only passes them on. */
 #define VSD_PROTO_HTTP 0
 #define VSD_PROTO_HTTPS 1
 
-/** Bytes that the buffer holds into which a date variable's format is written. */
+/** Bytes of the buffer into which a date variable's format is written, its NUL included. */
 #define VSD_DATE_FORMAT_SIZE 4097
 
 /* ---- per-request response data --------------------------------------------------------------- */
 
 typedef struct ContentType {
   char *extension;          /**< not set by the library */
-  char *content_type_hdr;   /**< the header line with CR LF */
+  char *content_type_hdr;   /**< the header line with CR LF and a NUL; a block of its own */
   int content_type_hdr_len; /**< its length, CR LF included */
 } ContentType;
 
+/**
+ * What a script has set of the response. The library allocates the record, zeroed, when a script
+ * first sets something, and everything it points to except http_status_line.
+ */
 typedef struct UrlDynamicData {
-  ContentType *content_type;
-  char *http_hdrs;        /**< extra header lines, each ending in CR LF; NUL-terminated */
-  long http_hdrs_len;     /**< bytes of http_hdrs */
-  short http_status_code; /**< 0 = not set */
-  char *http_status_line; /**< borrowed from the script */
+  ContentType *content_type; /**< null: the script has set none */
+  char *http_hdrs;           /**< extra header lines, each ending in CR LF; NUL-terminated */
+  long http_hdrs_len;        /**< bytes of http_hdrs */
+  short http_status_code;    /**< 0 = not set */
+  char *http_status_line;    /**< borrowed from the script, valid until the response is sent */
   int response_len;
   char *forward_req_header;
   long forward_req_header_len;
@@ -66,9 +108,9 @@ typedef struct UrlDynamicData {
 struct scontents;
 
 /** Connection flags. */
-#define VSD_FLAG_IF_MODIFIED_SINCE 2
-#define VSD_FLAG_IF_NONE_MATCH 4
-#define VSD_FLAG_FORWARDED 64
+#define VSD_FLAG_IF_MODIFIED_SINCE 2 /**< the request has this validator */
+#define VSD_FLAG_IF_NONE_MATCH 4     /**< the request has this validator */
+#define VSD_FLAG_FORWARDED 64        /**< on a linked connection: it carries a forwarded request */
 
 /** Connection states that the library tells apart; every other value means HTTP/1. */
 #define VSD_STATE_HTTP2 12
@@ -78,18 +120,22 @@ struct scontents;
 #define VSD_HEADER_BLOCK_TEXT_OFFSET 8236
 
 typedef struct RequestHeader {
-  char *hdr_buffer;  /**< HTTP/1 header text, NUL-terminated, from the request line on */
-  int hdr_start_idx; /**< where it starts in hdr_buffer */
+  /** HTTP/1 header text from the request line through the empty line. The NUL must stand right
+   * behind that: a lookup searches up to it. Null outside HTTP/1. */
+  char *hdr_buffer;
+  int hdr_start_idx; /**< where that text starts in hdr_buffer, in bytes */
 } RequestHeader;
 
 typedef struct HttpStream {
-  UrlDynamicData *url_data; /**< the response data of the stream's request */
+  UrlDynamicData *url_data; /**< set by the library to the response data of the stream's request */
 } HttpStream;
 
 /** HTTP/2 or HTTP/3 state of a connection. */
 typedef struct HttpStreamState {
   HttpStream *cur_stream; /**< the stream being served, or null */
-  char *header_block;     /**< its header block; text from VSD_HEADER_BLOCK_TEXT_OFFSET on */
+  /** Its header block; from VSD_HEADER_BLOCK_TEXT_OFFSET on header lines as HTTP/1 writes them,
+   * each led by CR LF, and a NUL. Null: there is none. */
+  char *header_block;
 } HttpStreamState;
 
 #define VSD_REQUEST_BLOCK_SIZE 1022
@@ -97,75 +143,92 @@ typedef struct HttpStreamState {
 /** One block of the request as it was received. */
 typedef struct RequestBuffer {
   char buffer[VSD_REQUEST_BLOCK_SIZE];
-  struct RequestBuffer *next;
+  struct RequestBuffer *next; /**< null in the last block */
 } RequestBuffer;
 
+/**
+ * A client's connection and the request that it has sent last. A host may embed this record in a
+ * larger one of its own: the library only ever holds a pointer to it, from setting cur_cptr until
+ * it changes.
+ */
 typedef struct connection {
-  int fd;
-  char proto_type;
-  int conn_state;
-  int flag;
-  struct scontents *scptr;
-  char *request_url;
+  int fd;                  /**< socket, -1 when there is none */
+  char proto_type;         /**< the host's number of its protocol, see get_proto_type */
+  int conn_state;          /**< VSD_STATE_HTTP2, VSD_STATE_HTTP3 or anything else */
+  int flag;                /**< VSD_FLAG_* */
+  struct scontents *scptr; /**< service that the request matched; the library never writes to it */
+  char *request_url;       /**< request target as received, NUL-terminated */
+  /** One entry per user variable, see VarTransTableEntry.user_var_table_idx. Arrays have their flag
+   * and their elements from the start: the library replaces elements and never adds any. */
   UserVarEntry *uvtable;
-  UrlDynamicData *url_data;
-  void *conn_link;
-  int template_id_used;
-  int keep_alive_timeout;
-  RequestBuffer *cur_buf;
-  long bytes;
+  UrlDynamicData *url_data; /**< null until a script sets something of the response */
+  void *conn_link;          /**< forward connection (struct connection) of a forwarded request */
+  int template_id_used;     /**< on a forward connection: its Cr_file_seg, or -1 for none */
+  int keep_alive_timeout;   /**< seconds, as a script has set it; 0: the host's own */
+  RequestBuffer *cur_buf;   /**< first block of the request, null when the host keeps no blocks */
+  long bytes;               /**< bytes of the request */
   RequestHeader request_hdr;
-  HttpStreamState *http2;
-  HttpStreamState *h3_server_ptr;
-  char callback_variable[256];
-  char callback_variable1[256];
+  HttpStreamState *http2;         /**< null on other connections */
+  HttpStreamState *h3_server_ptr; /**< null on other connections */
+  char callback_variable[256];    /**< NUL-terminated text that a script keeps for itself */
+  char callback_variable1[256];   /**< another one */
 } connection;
 
-/* ---- a service: byte distances, never pointers ------------------------------------------------
- */
+/* ---- a service: byte distances, never pointers ----------------------------------------------- */
 
+/** A response template of a service, as forwarding sees it. */
 typedef struct Cr_file_seg {
-  long backend_host_name;
+  long backend_host_name; /**< in the pool */
   int backend_host_name_len;
-  unsigned short backend_port; /**< the host's */
+  unsigned short backend_port; /**< the host's, for get_dynamic_fwd_port */
 } Cr_file_seg;
 
+/** The start of a service. All distances count from here. */
 typedef struct scontents {
   long cr_scptr_idx;       /**< distance to the cr_scontents block */
   long cr_resp_file_idx;   /**< distance to the array of Cr_file_seg */
   long string_big_buf_idx; /**< distance to the string pool */
-  short service_type;
+  short service_type;      /**< 3: received data is kept when a script frees the request */
 } scontents;
 
+/** What a variable is, by its hash code. */
 typedef struct VarTransTableEntry {
-  short var_type;
+  short var_type; /**< enum vsd_var_kind, or another kind by number */
+  /** Row in the array of the kind's descriptors: VarTableEntry for kind 13, GlobalIndexVarTable for
+   * kind 18. For other kinds the host's. */
   int table_idx;
+  /** Entry of connection.uvtable. Must be valid for every kind: the library looks at the entry's
+   * array flag before it looks at the kind. Kinds without a value may share one empty entry. */
   unsigned short user_var_table_idx;
 } VarTransTableEntry;
 
+/** One row of an index variable. */
 typedef struct PointerTableEntry {
-  long var_buf_pointer; /**< distance of the value in the string pool; -1 for none */
-  int size;
+  long var_buf_pointer; /**< the value, in the pool; -1 for none */
+  int size;             /**< its length */
 } PointerTableEntry;
 
+/** An index variable: get_index_var_idx chooses one of its rows. */
 typedef struct VarTableEntry {
   long value_start_ptr; /**< distance from this descriptor to its PointerTableEntry rows */
   int num_rows;         /**< the host's */
 } VarTableEntry;
 
+/** A global index variable: a column of a data source, written and never read. */
 typedef struct GlobalIndexVarTable {
-  long var_name;
-  int idx_ds_index_table;
-  long index_var_name;
+  long var_name;          /**< in the pool */
+  int idx_ds_index_table; /**< row of indexdatasource */
+  long index_var_name;    /**< in the pool: the variable whose value is the row key */
   int hash_code;
-  int param_seq_no;
+  int param_seq_no; /**< column of the data source */
 } GlobalIndexVarTable;
 
+/** A search whose text is a scratch variable. The library reads the two hash codes. */
 typedef struct SearchInParamTable {
   int hash_code;              /**< the definition's own variable */
   int search_in_var_hashcode; /**< the variable it searches in */
-  long lb;                    /**< string-pool distances */
-  long rb;
+  long lb;                    /**< in the pool; from here on the host's */
+  long rb;                    /**< in the pool */
   int ord;
   int start_offset;
   int save_len;
@@ -175,17 +238,19 @@ typedef struct SearchInParamTable {
 
 struct JMS_Header;
 
+/** The compiled variables of a service. All distances count from the start of this block. */
 typedef struct cr_scontents {
-  long var_hash_table_idx;
-  long var_hash_table_next_state;
-  long indexvar_start_idx;
-  long g_indexvar_start_idx;
-  long searchInParam_start_idx;
+  long var_hash_table_idx;        /**< distance to the name table */
+  long var_hash_table_next_state; /**< passed on to every lookup in it */
+  long indexvar_start_idx;        /**< distance to the array of VarTableEntry */
+  long g_indexvar_start_idx;      /**< distance to the array of GlobalIndexVarTable */
+  long searchInParam_start_idx;   /**< distance to the array of SearchInParamTable; 0: none */
   int num_searchInParam_entries;
-  long vars_trans_table_idx; /**< 0: the service has no variables */
-  struct JMS_Header *jms_header;
+  long vars_trans_table_idx; /**< array of VarTransTableEntry; 0: the service has no variables */
+  struct JMS_Header *jms_header; /**< null: the service has no JMS headers */
 } cr_scontents;
 
+/** A data source with indexed rows. */
 typedef struct vsdIndexDataSource {
   void *db_table; /**< Berkeley DB handle */
   char col_delimiter;
@@ -198,54 +263,158 @@ typedef struct HttpMethodInfo {
 
 /** A growable string-to-index table of the host, held for the library. */
 typedef struct VsdHashTable {
-  void *host_data;
+  void *host_data; /**< null until vsd_hash_table_init */
 } VsdHashTable;
 
 typedef struct VsdGlobalConfig {
-  int debug_level;                /**< level mask of vsd_debug_log_ex */
+  int debug_level;                /**< level mask of vsd_debug_log_ex; 0: no debug lines */
   unsigned long long module_mask; /**< module mask of vsd_debug_log_ex */
-  double g_sys_max_load;
+  double g_sys_max_load;          /**< requests that count as full load, above 0 */
 } VsdGlobalConfig;
 
-/* ---- globals that the host defines ------------------------------------------------------------
- */
+/* ---- globals that the host defines ----------------------------------------------------------- */
 
+/** The connection being served; null between requests. Set by the host alone. */
 VSD_HOST_SYMBOL extern connection *cur_cptr;
+/** What wz_get_url returns: the request target, NUL-terminated, while the script handles the
+ * received request, and null at any other time. */
 VSD_HOST_SYMBOL extern char *cur_url;
+/** Set by the library to the caller's buffer with the query value found last. Never freed; the host
+ * clears it after the request, because the buffer is usually on the script's stack. */
 VSD_HOST_SYMBOL extern char *kpi_magic;
+/** Requests taken in by this process. */
 VSD_HOST_SYMBOL extern unsigned long long g_req_count;
+/** Work directory, NUL-terminated. */
 VSD_HOST_SYMBOL extern char g_wdir[1024];
+/** The host's error log, null while none is open. The library only tests it. */
 VSD_HOST_SYMBOL extern FILE *g_err_log;
+/** Both masks are tested before a debug line's arguments are evaluated. */
 VSD_HOST_SYMBOL extern VsdGlobalConfig vsd_global_config;
+/** Data sources of all services, `total_idxds_entries` of them. */
 VSD_HOST_SYMBOL extern vsdIndexDataSource *indexdatasource;
 VSD_HOST_SYMBOL extern int total_idxds_entries;
 
-/* ---- operations that the host provides --------------------------------------------------------
- */
+/* ---- operations that the host provides ------------------------------------------------------- */
 
+/**
+ * Looks a variable up by name. Called for every reference in every template: make it constant time.
+ *
+ * A lookup that succeeds is also remembered, because parse_zel_cur_date_format_and_day_offset is
+ * not told which variable it is called for.
+ *
+ * @param table       Address of the service's name table, in whatever form the host builds it.
+ * @param name        The name, `name_len` bytes, without a NUL.
+ * @param name_len    Its length; a length below 0 finds nothing.
+ * @param next_state  cr_scontents.var_hash_table_next_state. In vsd the number of slots.
+ * @return            The variable's hash code, an index into the translation table; or -1.
+ */
 VSD_HOST_SYMBOL int vsd_hash_table_shm_get_param(char *table, char *name, int name_len,
                                                  long next_state);
+
+/** Makes `table` an empty table. Called once for each; it lives as long as the process. */
 VSD_HOST_SYMBOL void vsd_hash_table_init(VsdHashTable *table);
+/** The index of the `len` bytes at `key`, or -1 when they are not in the table or it is not set up.
+ */
 VSD_HOST_SYMBOL int vsd_hash_table_get(VsdHashTable *table, char *key, int len);
+/** Adds a copy of the `len` bytes at `key` and returns their index: 0, 1, 2, ... in the order
+ * added, for a key that is there already its old one; -1 when the table is not set up. */
 VSD_HOST_SYMBOL int vsd_hash_table_add(VsdHashTable *table, char *key, int len);
+
+/**
+ * Chooses the row of an index variable for the current request.
+ *
+ * @param descriptor  An element of the block's array of VarTableEntry.
+ * @param cptr        The current connection, whose variables supply the key.
+ * @param unused      Always -1.
+ * @param block       The service's compiled variables.
+ * @return            The row, counted from 0; -1 when no row applies: the value is empty then.
+ */
 VSD_HOST_SYMBOL int get_index_var_idx(VarTableEntry *descriptor, connection *cptr, int unused,
                                       cr_scontents *block);
+
+/** The request's method, in a record of the host that the next call may overwrite; never null. A
+ * connection without request text has an empty method. */
 VSD_HOST_SYMBOL HttpMethodInfo *get_http_method(connection *cptr);
+
+/** The backend port of a forwarded request; `resp_template` is the template chosen, or null. 0 when
+ * there is none. */
 VSD_HOST_SYMBOL unsigned short get_dynamic_fwd_port(connection *cptr, Cr_file_seg *resp_template);
+
+/** The name of a connection's `proto_type`, as it stands in a URL ("http"). Lives as long as the
+ * process; empty for an unknown number, never null. */
 VSD_HOST_SYMBOL char *get_proto_type(int proto);
+
+/**
+ * Yields format and day offset of a date reference, {NAME}, {NAME,FORMAT} or {NAME,FORMAT,+N}.
+ *
+ * The library calls this right after it has resolved NAME through vsd_hash_table_shm_get_param and
+ * tells nothing of the variable; the host therefore remembers table and hash code of the last
+ * lookup that succeeded. It then formats the current date itself, without time offset, day type or
+ * uniqueness. For a declaration that asks for more than a format and a day offset, hand over the
+ * finished value as a format: its text with each '%' doubled, and the offset 0.
+ *
+ * @param text        What follows NAME, from the character that ended it, to the end of the whole
+ *                    template: stop at the first '}'. "}" stands for the declared format and
+ *                    offset; ",FORMAT}" replaces the format; a signed number behind the last comma
+ *                    replaces the day offset. Blanks after a comma do not count.
+ * @param format_out  Receives the strftime format and a NUL: VSD_DATE_FORMAT_SIZE bytes at most.
+ * @param offset_out  Receives the days to add, of either sign.
+ * @param unused      Always 0.
+ */
 VSD_HOST_SYMBOL void parse_zel_cur_date_format_and_day_offset(char *text, char *format_out,
                                                               int *offset_out, int unused);
+
+/**
+ * Computes a search variable anew, because the scratch variable that it searches has been saved.
+ * Called once for each SearchInParamTable row of that scratch variable, in table order, after its
+ * new value is in place. Puts the result into the variable's own uvtable entry, and frees what was
+ * there; a search that finds nothing leaves it without a value.
+ *
+ * @param cptr       The current connection.
+ * @param hash_code  The definition's own hash code, SearchInParamTable.hash_code.
+ * @param block      The service's compiled variables.
+ */
 VSD_HOST_SYMBOL void get_val_of_searchInParam_from_any_param(connection *cptr, int hash_code,
                                                              cr_scontents *block);
+
+/**
+ * Writes one column of a keyed row of a data source: what saving a global index variable does.
+ *
+ * @param db           vsdIndexDataSource.db_table.
+ * @param key, value   NUL-terminated; not kept.
+ * @param column       GlobalIndexVarTable.param_seq_no.
+ * @param delimiter    vsdIndexDataSource.col_delimiter.
+ * @param data_source  Row of indexdatasource.
+ * @return             0, or -1 when nothing was written; the library does not look at it.
+ */
 VSD_HOST_SYMBOL int update_column_value_in_db(void *db, char *key, char *value, int column,
                                               char delimiter, int data_source);
+
+/**
+ * Writes a line to the host's debug log if both masks have a bit in common with those of
+ * vsd_global_config. The line looks like one of the core library's debug log: a line feed, then
+ * time stamp, file, line and function, each followed by '|', and the message, cut at 64000 bytes.
+ * `cptr` is the connection being served, or null.
+ */
 VSD_HOST_SYMBOL void vsd_debug_log_ex(int level_mask, unsigned long long module_mask, char *file,
                                       int line, char *function, connection *cptr, char *format, ...)
     WZ_PRINTF(7, 8);
+
+/**
+ * Writes a line to the host's error log, to standard error while none is open. `severity` is 0xFF
+ * (critical), 0xFF00 (major), 0xFF0000 (minor) or 0xFF000000 (warning); 0 writes nothing.
+ * `error_id` and `error_attr` are texts of the caller and may be empty.
+ */
 VSD_HOST_SYMBOL void vsd_error_log_ex(int severity, char *file, int line, char *function,
                                       connection *cptr, char *error_id, char *error_attr,
                                       char *format, ...) WZ_PRINTF(8, 9);
+
+/** Writes a time stamp and the message to the debug log if `level` has a bit in common with the
+ * configured level mask. */
 VSD_HOST_SYMBOL void vsd_debug_tracelog(int level, char *format, ...) WZ_PRINTF(2, 3);
+
+/** Writes the message to the error log and to standard error and ends the process with `status`,
+ * running its exit handlers. Does not return. */
 VSD_HOST_SYMBOL void vsd_exit(int status, char *format, ...) WZ_PRINTF(2, 3);
 
 WZ_END_DECLS

@@ -1,0 +1,194 @@
+#include "daemon/service/service_loader.h"
+
+#include <gtest/gtest.h>
+
+#include <algorithm>
+#include <string>
+#include <string_view>
+#include <vector>
+
+#include "tests/support/temporary_folder.h"
+
+namespace {
+
+using wz::test::TemporaryFolder;
+
+constexpr std::string_view kService = "wz_service(s, url=\"/s\");\n";
+constexpr std::string_view kResponse = "wz_response(r, file=\"r.txt\");\n";
+
+class ServiceReaderTest : public ::testing::Test {
+ protected:
+  void SetUp() override { folder_.write("r.txt", "text"); }
+
+  vsd::ServiceDefinition read(std::string_view text) {
+    vsd::ServiceDefinition service;
+    service.folder = folder_.path();
+    service.file = "service.wz";
+    problems_.clear();
+    vsd::read_service(text, service, problems_);
+    return service;
+  }
+
+  TemporaryFolder folder_;
+  std::vector<vsd::Problem> problems_;
+};
+
+TEST_F(ServiceReaderTest, ReadsEveryDeclaration) {
+  folder_.write("data/stock.csv", "pen|7|1.20\r\nink|0|7.50\npen|9|9\nshort|1\n");
+  folder_.write("ok.xml", "<ok id='{order_id}'/>");
+  const auto service = read(
+      "\xEF\xBB\xBF# comment; with (brackets) and \"quotes\n"
+      "wz_service(orders, method=\"POST | PUT\", url=\"/order\"); # and behind one\r\n"
+      "wz_scratch_var(a);  wz_scratch_array(items, size=10); wz_request_var(raw, part=head)\n"
+      "wz_search_var(order_id, LB=\"<id>);\\\"#\",\n"
+      "# a comment inside\n"
+      "    RB=\"</id>\", in=a, ORD=any, SaveOffset=1, SaveLen=2, ignorecase=yes,\n"
+      "    Method=\"Trim|Upper\", Convert=TextToHex, RE=RB\n"
+      ");\n"
+      "wz_query_var(customer, name=cust, decode=NO);\n"
+      "wz_date_var(today, format=\"%d, %m\", offset=+1);\n"
+      "wz_index_var(price, file=\"data/stock.csv\", delimiter=\"|\", key=order_id, column=3);\n"
+      "wz_response(ok, file=\"ok.xml\", status=201, header=\"A: 1\", header=\"B: 2\");\n"
+      "wz_response(none, file=\"r.txt\", when=\"{order_id}\", equals=\"\", type=\"a/b\");");
+  for (const auto& problem : problems_) {
+    ADD_FAILURE() << to_string(problem);
+  }
+  EXPECT_EQ(service.methods, (std::vector<std::string>{"POST", "PUT"}));
+  ASSERT_EQ(service.variables.size(), 7U);
+  EXPECT_TRUE(service.variables[1].is_array);
+  EXPECT_EQ(std::get<vsd::ScratchSource>(service.variables[1].source).elements, 10U);
+  EXPECT_EQ(std::get<vsd::RequestSource>(service.variables[2].source).part, vsd::RequestPart::head);
+  const auto& search = std::get<vsd::SearchSource>(service.variables[3].source);
+  EXPECT_EQ(service.variables[3].line, 4);
+  EXPECT_EQ(search.left, "<id>);\"#");
+  EXPECT_EQ(search.in_variable, "a");
+  EXPECT_EQ(search.ordinal, WZ_ORD_ANY);
+  EXPECT_EQ(search.save_offset, 1);
+  EXPECT_EQ(search.save_length, 2);
+  EXPECT_TRUE(search.ignore_case && search.right_is_regex && !search.left_is_regex);
+  EXPECT_EQ(search.methods, "\6\2");
+  EXPECT_EQ(search.convert, 9);
+  EXPECT_FALSE(std::get<vsd::QuerySource>(service.variables[4].source).decode);
+  const auto& date = std::get<vsd::DateSource>(service.variables[5].source);
+  EXPECT_EQ(date.format, "%d, %m");
+  EXPECT_EQ(date.day_offset, 1);
+  const auto& rows = std::get<vsd::IndexSource>(service.variables[6].source).rows;
+  ASSERT_EQ(rows.size(), 2U);
+  EXPECT_EQ(rows[0].key + rows[0].value + rows[1].key + rows[1].value, "ink7.50pen1.20");
+  ASSERT_EQ(service.responses.size(), 2U);
+  EXPECT_EQ(service.responses[0].content_type, "text/xml");
+  EXPECT_EQ(service.responses[0].headers.size(), 2U);
+  EXPECT_TRUE(service.responses[1].is_conditional);
+}
+
+TEST_F(ServiceReaderTest, NamesEveryFault) {
+  struct Case {
+    std::string_view line;  // stands on line 3, between a good service and a good response
+    std::string_view problem;
+  };
+  constexpr Case cases[] = {
+      {"wz_scrap_var(a);", "unknown declaration 'wz_scrap_var'"},
+      {"wz_svc_time(mode=3);", "unknown declaration 'wz_svc_time'"},
+      {"wz_scratch_var;", "Start bracket is missing."},
+      {"wz_scratch_var(a;", "the bracket of this declaration is not closed"},
+      {"wz_scratch_var(a) x;", "unexpected characters (x;) after closing bracket"},
+      {"wz_query_var(a, name=\"b);", "a double quote is not closed on its line"},
+      {"wz_scratch_var();", "wz_scratch_var: the name is missing"},
+      {"wz_scratch_var(name=a);", "wz_scratch_var: the name is missing"},
+      {"wz_scratch_var(1a);", "'1a' is no name"},
+      {"wz_scratch_var(a, b);", "unknown keyword 'b'"},
+      {"wz_scratch_array(a);", "size= is missing"},
+      {"wz_scratch_array(a, size=0);", "size=0 is wrong: it must be a number from 1"},
+      {"wz_scratch_array(a, size=99999999999);", "size=99999999999 is wrong"},
+      {"wz_query_var(a, name=x, NAME=y);", "name= is given more than once"},
+      {"wz_query_var(a, decode=maybe);", "decode=maybe is wrong: it must be one of YES, NO"},
+      {"wz_request_var(a, part=tail);", "part=tail is wrong: it must be one of body, head, url"},
+      {"wz_search_var(a, RB=x);", "LB= is missing"},
+      {"wz_search_var(a, LB=\"\", RB=x);", "LB= has no value"},
+      {"wz_search_var(a, LB=x, RB=y, in=b);", "in=b is neither body, head, url nor a variable"},
+      {"wz_search_var(a, LB=x, RB=y, in=a);", "in=a is no scratch variable"},
+      {"wz_search_var(a, LB=x, RB=y, ORD=0);", "ORD=0 is wrong"},
+      {"wz_search_var(a, LB=x, RB=y, Method=Sort);", "Method=Sort is wrong"},
+      {"wz_search_var(a, LB=\"(\", RB=y, RE=LB);", "LB= is no regular expression"},
+      {"wz_date_var(a);", "wz_date_var: "},
+      {"wz_date_var(a, format=x, zone=UTC);", "unknown keyword 'zone'"},
+      {"wz_index_var(a, file=\"none.csv\", key=a);", "file none.csv is missing"},
+      {"wz_index_var(a, file=\"r.txt\", key=b);", "key=b is no search"},
+      {"wz_service(again, url=\"/x\");", "wz_service: is given more than once"},
+      {"wz_response(r, file=\"r.txt\", when=a, equals=b);", "'r' is declared already on line 3"},
+      {"wz_response(x);", "file= is missing"},
+      {"wz_response(x, file=\".\", when=a, equals=b);", "file . is missing or cannot be read"},
+      {"wz_response(x, file=\"r.txt\", when=a);", "when= and equals= belong together"},
+      {"wz_response(x, file=\"r.txt\", status=99);", "status=99 is wrong"},
+      {"wz_response(x, file=\"r.txt\", header=\"no colon\");", "header=no colon is wrong"},
+      {"wz_response(x, file=\"r.txt\", header=\"A: 1\\r\\nB: 2\");", "header=A: 1"},
+  };
+  for (const Case& each : cases) {
+    SCOPED_TRACE(each.line);
+    read(std::string(kService) + "\n" + std::string(each.line) + "\n" + std::string(kResponse));
+    const auto found =
+        std::find_if(problems_.begin(), problems_.end(), [&each](const vsd::Problem& problem) {
+          return (problem.line == 3 || problem.line == 4) &&
+                 problem.text.find(each.problem) != std::string::npos;
+        });
+    EXPECT_NE(found, problems_.end()) << (problems_.empty() ? "" : to_string(problems_[0]));
+    for (const auto& problem : problems_) {
+      EXPECT_EQ(problem.text.find('\n'), std::string::npos);
+    }
+  }
+}
+
+TEST_F(ServiceReaderTest, CollectsAllFaultsAndChecksTheWhole) {
+  read("wz_scratch_var(a);\nwz_scratch_var(b, \"x);\nwz_scratch_var(a);\nwz_oops(c);\n");
+  std::vector<std::string> texts;
+  for (const auto& problem : problems_) {
+    texts.push_back(to_string(problem));
+  }
+  EXPECT_EQ(texts, (std::vector<std::string>{
+                       "service.wz:2: a double quote is not closed on its line",
+                       "service.wz:3: wz_scratch_var: variable 'a' is declared already on line 1",
+                       "service.wz:4: unknown declaration 'wz_oops'",
+                       "service.wz: there is no wz_service declaration",
+                       "service.wz: there is no wz_response declaration",
+                   }));
+  for (const std::string_view service :
+       {"wz_service(s);", "wz_service(s, url=\"s\");", "wz_service(s, url=\"/s?a=1\");",
+        "wz_service(s, url=\"/s\", method=get);", "wz_service(s, url=\"/s\", method=\"GET|\");",
+        "wz_service(s, url=\"/s\", method=TOOLONGNAME);"}) {
+    read(std::string(service) + "\n" + std::string(kResponse));
+    EXPECT_EQ(problems_.size(), 1U) << service;
+  }
+}
+
+TEST(ServiceLoader, RefusesOnlyWrongServices) {
+  const TemporaryFolder root;
+  const auto add = [&root](const std::string& folder, const std::string& text) {
+    root.write(folder + "/service.wz", text);
+    root.write(folder + "/r.txt", "");
+  };
+  const std::string services = "correlation/p/s/services/";
+  const std::string response(kResponse);
+  add(services + "a", "wz_service(one, url=\"/x\", method=\"GET|POST\");" + response);
+  add(services + "b", "wz_service(two, url=\"/x\", method=\"PUT\");" + response);
+  add("correlation/p/t/services/c", "wz_service(three, url=\"/x\", method=POST);" + response);
+  add(services + "wrong", "wz_service(four, url=\"/y\");");
+  root.write(services + "empty/script.c", "");
+  root.write(services + "a/script.c", "");
+  root.write("correlation/p/notes.txt", "no folder");
+
+  const vsd::LoadedServices loaded = vsd::load_services(root.path());
+  ASSERT_EQ(loaded.services.size(), 2U);
+  EXPECT_EQ(loaded.services[0].name, "one");
+  EXPECT_EQ(loaded.services[0].script.filename(), "script.c");
+  EXPECT_EQ(loaded.services[1].name, "two");
+  ASSERT_EQ(loaded.problems.size(), 3U);
+  EXPECT_NE(to_string(loaded.problems[0]).find("empty/service.wz: the file is missing"),
+            std::string::npos);
+  EXPECT_NE(loaded.problems[1].text.find("no wz_response"), std::string::npos);
+  EXPECT_EQ(loaded.problems[2].line, 1);
+  EXPECT_NE(loaded.problems[2].text.find("service 'three' answers POST /x like service 'one' in "),
+            std::string::npos);
+  EXPECT_TRUE(vsd::load_services(root.path() / "nowhere").services.empty());
+}
+
+}  // namespace
