@@ -3,7 +3,7 @@
 #include <strings.h>
 
 #include <algorithm>
-#include <cstring>
+#include <array>
 #include <iterator>
 
 namespace vsd {
@@ -20,13 +20,27 @@ bool equals_ignoring_case(std::string_view a, std::string_view b) {
 }
 
 // The characters of a header name.
-bool is_token_character(char c) {
-  return (c >= 'a' && c <= 'z') || (c >= 'A' && c <= 'Z') || (c >= '0' && c <= '9') ||
-         (c != '\0' && std::strchr("!#$%&'*+-.^_`|~", c) != nullptr);
-}
+constexpr std::array<bool, 256> kTokenCharacters = [] {
+  std::array<bool, 256> table{};
+  for (unsigned c = '0'; c <= 'z'; ++c) {
+    table[c] = (c >= 'a' && c <= 'z') || (c >= 'A' && c <= 'Z') || (c >= '0' && c <= '9');
+  }
+  for (const char c : std::string_view("!#$%&'*+-.^_`|~")) {
+    table[static_cast<unsigned char>(c)] = true;
+  }
+  return table;
+}();
 
-bool is_name(std::string_view name) {
-  return !name.empty() && std::all_of(name.begin(), name.end(), is_token_character);
+// The name of a well-formed header line, given without its CR LF; empty for any other text.
+std::string_view name_of_line(std::string_view line) {
+  std::size_t length = 0;
+  while (length < line.size() && kTokenCharacters[static_cast<unsigned char>(line[length])]) {
+    ++length;
+  }
+  const bool well_formed = length < line.size() && line[length] == ':' &&
+                           std::none_of(line.begin() + static_cast<std::ptrdiff_t>(length),
+                                        line.end(), [](char c) { return c == '\r' || c == '\n'; });
+  return line.substr(0, well_formed ? length : 0);
 }
 
 // Length and connection handling are the daemon's to announce.
@@ -65,9 +79,8 @@ bool append_checked_lines(std::string_view lines, std::string& out, std::string&
     const std::size_t end = std::min(lines.find(kLineEnd), lines.size());
     const std::string_view line = lines.substr(0, end);
     lines.remove_prefix(std::min(end + kLineEnd.size(), lines.size()));
-    const std::string_view name = line.substr(0, line.find(':'));
-    if (name.size() == line.size() || !is_name(name) ||
-        line.find_first_of("\r\n") != std::string_view::npos) {
+    const std::string_view name = name_of_line(line);
+    if (name.empty()) {
       refuse("no header line", line, refused);
     } else if (is_framing(name) && !asks_to_close(name, line)) {
       refuse("a header that is the daemon's to set", line, refused);

@@ -3,7 +3,6 @@
 #include <wz/wz_script.h>
 
 #include <array>
-#include <cstdio>
 #include <cstring>
 #include <string_view>
 
@@ -16,7 +15,8 @@ namespace {
 // In whose name this file traces.
 constexpr const char* kFunction = "wz_get_http_hdr";
 
-constexpr std::size_t kNeedleSize = 512;
+// Longer names are cut: a line end, the name and a NUL take up to 512 bytes.
+constexpr std::size_t kMaxHeaderName = 512 - 3;
 constexpr std::size_t kMaxValueLength = 1023;
 
 const char* stream_header_text(const HttpStreamState* state) noexcept {
@@ -60,14 +60,16 @@ constexpr bool ends_name(char c) noexcept {
   return c == ':' || c == ' ' || c == '\t';
 }
 
-// The text behind the first colon that follows the named header; null when there is none. The
-// needle starts with a line end, so the first line of the text is never a header.
+// The text behind the first colon that follows the named header; null when there is none. A header
+// is looked for behind a line end, so the first line of the text is never one.
 const char* find_header(const char* text, const char* name) noexcept {
-  std::array<char, kNeedleSize> needle;
-  std::snprintf(needle.data(), needle.size(), "\r\n%s", name);
-  const std::size_t length = std::strlen(needle.data());
-  while ((text = std::strstr(text, needle.data())) != nullptr) {
-    text += length;
+  const std::size_t length = strnlen(name, kMaxHeaderName);
+  while ((text = std::strchr(text, '\r')) != nullptr) {
+    if (text[1] != '\n' || std::strncmp(text + 2, name, length) != 0) {
+      ++text;
+      continue;
+    }
+    text += 2 + length;
     if (ends_name(*text)) {
       const char* colon = std::strchr(text, ':');
       return colon != nullptr ? colon + 1 : nullptr;
