@@ -209,7 +209,7 @@ void run(benchmark::State& state, Bench& bench, bool compare) {
 }
 
 void service_runner(benchmark::State& state) {
-  run(state, Bench::with_script(), false);
+  run(state, Bench::with_script(), true);
 }
 BENCHMARK(service_runner);
 

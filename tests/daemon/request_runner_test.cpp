@@ -63,7 +63,8 @@ constexpr const char* kOrders =
 TEST_F(RequestRunner, ChoosesEvaluatesAndMerges) {
   serve({{"orders/service.wz", kOrders},
          {"orders/none.txt", "no id, {note}"},
-         {"orders/seven.json", R"({"id":"{id}","note":{"x":"{note}"},"m":"{http_method}"})"},
+         {"orders/seven.json",
+          R"({"id":"{id}","note":{"x":"{note}"},"y":"{year}","m":"{http_method}"})"},
          {"orders/any.xml", "<r>{id}|{cust}|{unknown}|{id_count}</r>"},
          {"orders/script.c",
           "#include <wz/wz_script.h>\n"
@@ -86,7 +87,9 @@ TEST_F(RequestRunner, ChoosesEvaluatesAndMerges) {
 
   ask("POST", "/order?cust=x&y=1", "X-Note: hi\r\n", "<a/><id>7</id>");
   EXPECT_EQ(response.status, 201);
-  EXPECT_EQ(response.body, R"({"id":"7","note":{"x":" hi"},"m":"POST"})");
+  const time_t now = time(nullptr);
+  const std::string year = std::to_string(1900 + localtime(&now)->tm_year);
+  EXPECT_EQ(response.body, R"({"id":"7","note":{"x":" hi"},"y":")" + year + R"(","m":"POST"})");
   EXPECT_EQ(response.headers, "X-Fixed: 1\r\nContent-Type: application/json\r\n");
 
   ask("POST", "/order?cust=x");
