@@ -37,6 +37,12 @@ bool is_count(std::string_view suffix) {
          strncasecmp(suffix.data(), count.data(), count.size()) == 0;
 }
 
+// A date reference may bring a format of its own.
+bool asks_for_milliseconds(std::string_view reference) {
+  return reference.find("%MS") != std::string_view::npos ||
+         reference.find("%ms") != std::string_view::npos;
+}
+
 // The piece that {base_suffix} stands for; offset and length are the caller's.
 std::optional<TemplatePiece> compile_indexed(std::string_view name, const NameResolver& resolve) {
   const std::size_t underscore = name.rfind('_');
@@ -78,7 +84,12 @@ std::optional<TemplatePiece> compile_reference(std::string_view reference,
   }
   if (const auto target = resolve(name)) {
     TemplatePiece piece;
-    piece.kind = has_kind(kStoredKinds, target->var_type) ? PieceKind::value : PieceKind::reference;
+    if (has_kind(kStoredKinds, target->var_type)) {
+      piece.kind = PieceKind::value;
+    } else {
+      piece.kind = target->is_steady && !asks_for_milliseconds(reference) ? PieceKind::steady
+                                                                          : PieceKind::reference;
+    }
     piece.slot = target->slot;
     return piece;
   }
@@ -162,6 +173,9 @@ void TemplateEvaluator::append(std::string_view text, std::span<const TemplatePi
       case PieceKind::reference:
         append_reference(source, out);
         break;
+      case PieceKind::steady:
+        append_steady(piece, source, out);
+        break;
     }
   }
 }
@@ -172,6 +186,18 @@ void TemplateEvaluator::append_reference(std::string_view reference, std::string
   if (const char* value = wz_eval_string(reference_.data())) {
     out.append(value);
   }
+}
+
+// Formatting a date costs as much as all the rest of a template.
+void TemplateEvaluator::append_steady(const TemplatePiece& piece, std::string_view reference,
+                                      std::string& out) {
+  SteadyValue& value = steady_[&piece];
+  if (const std::time_t now = std::time(nullptr); value.second != now) {
+    value.second = now;
+    value.text.clear();
+    append_reference(reference, value.text);
+  }
+  out.append(value.text);
 }
 
 }  // namespace vsd

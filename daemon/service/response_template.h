@@ -11,11 +11,13 @@
 #include <wz/vsd_host.h>
 
 #include <cstdint>
+#include <ctime>
 #include <functional>
 #include <optional>
 #include <span>
 #include <string>
 #include <string_view>
+#include <unordered_map>
 #include <vector>
 
 namespace vsd {
@@ -25,6 +27,7 @@ enum class PieceKind : std::uint16_t {
   value,      // {name}: a value that lies in the connection's variable table
   element,    // {name_N}: an element of an array variable
   reference,  // anything that the library computes: dates, counts, index and system variables
+  steady,     // computed too, but the same for every request of a second: most dates
 };
 
 // A plain record that refers to the template's text by distance, so that it can lie in the shared
@@ -41,6 +44,7 @@ struct TemplatePiece {
 struct VariableTarget {
   int var_type = 0;        // enum vsd_var_kind
   std::uint16_t slot = 0;  // index into the connection's variable table
+  bool is_steady = false;  // depends on nothing but the second it is evaluated in
 };
 
 // Looks up a variable of the service; nothing when there is none of that name.
@@ -52,15 +56,23 @@ std::vector<TemplatePiece> compile_template(std::string_view text, const NameRes
 // Writes the current values of a template's variables into its text.
 class TemplateEvaluator {
  public:
-  // Appends the expansion to `out`. `text` and `pieces` belong together; `current` is the
-  // connection of the request, and the library's current one (cur_cptr) too.
+  // Appends the expansion to `out`. `text` and `pieces` belong together and live as long as the
+  // evaluator; `current` is the connection of the request, and the library's current one (cur_cptr)
+  // too.
   void append(std::string_view text, std::span<const TemplatePiece> pieces,
               const connection& current, std::string& out);
 
  private:
+  struct SteadyValue {
+    std::time_t second = 0;  // in which `text` was computed
+    std::string text;
+  };
+
   void append_reference(std::string_view reference, std::string& out);
+  void append_steady(const TemplatePiece& piece, std::string_view reference, std::string& out);
 
   std::string reference_;  // NUL-terminated copy for the library, reused
+  std::unordered_map<const TemplatePiece*, SteadyValue> steady_;
 };
 
 }  // namespace vsd

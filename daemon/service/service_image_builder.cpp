@@ -225,6 +225,17 @@ class ServiceBuilder {
     block_.indexvar_start_idx = from_block(start);
   }
 
+  // A date whose value changes with the second and with nothing else.
+  bool is_steady(int code) const {
+    const auto index = static_cast<std::size_t>(code);
+    const DateSource* date = index < service_.variables.size()
+                                 ? std::get_if<DateSource>(&service_.variables[index].source)
+                                 : nullptr;
+    return date != nullptr && !date->unique && date->max_days == 0 &&
+           date->format.find("%MS") == std::string::npos &&
+           date->format.find("%ms") == std::string::npos;
+  }
+
   Rows<TemplatePiece> compile(std::string_view text) {
     return place(compile_template(text, [this](std::string_view name) {
       const auto found = codes_.find(name);
@@ -232,7 +243,8 @@ class ServiceBuilder {
         return std::optional<VariableTarget>();
       }
       const VarTransTableEntry& entry = translations_[static_cast<std::size_t>(found->second)];
-      return std::optional(VariableTarget{entry.var_type, entry.user_var_table_idx});
+      return std::optional(
+          VariableTarget{entry.var_type, entry.user_var_table_idx, is_steady(found->second)});
     }));
   }
 

@@ -14,6 +14,7 @@ std::optional<VariableTarget> resolve(std::string_view name) {
       {"today", {VSD_DATE_VAR, 2}},
       {"stock", {VSD_INDEX_VAR, 3}},
       {"method", {SYS_VAR_HTTP_METHOD_TYPE, 4}},
+      {"steady", {VSD_DATE_VAR, 7, true}},
       {"items_2", {VSD_QUERY_VAR, 5}},
       {"gone", {8, 6}}};
   const auto found = variables.find(name);
@@ -43,6 +44,9 @@ std::string describe(std::string_view text) {
       case PieceKind::reference:
         description.append("<r").append(source).append(">");
         break;
+      case PieceKind::steady:
+        description.append("<s").append(source).append(">");
+        break;
     }
   }
   EXPECT_EQ(expected_offset, text.size()) << text;
@@ -69,6 +73,8 @@ TEST(ResponseTemplate, InnermostBracesOfKnownVariablesAreReferences) {
       {"{order_id more}{order_id,x}{order_id\tx}", "<v0><v0><v0>"},
       {"{ order_id}{Order_id}", "{ order_id}{Order_id}"},
       {"{today}{today,%Y-%m-%d}", "<r{today}><r{today,%Y-%m-%d}>"},
+      {"{steady}{steady,%H}{steady,%S.%MS}{steady,%ms}",
+       "<s{steady}><s{steady,%H}><r{steady,%S.%MS}><r{steady,%ms}>"},
       {"{stock}{method}", "<r{stock}><r{method}>"},
       {"{items}{items_1}{items_03}{items_2}", "<v1><e1.1><e1.3><v5>"},
       {"{items_count}{items_COUNT}{order_id_count}",
