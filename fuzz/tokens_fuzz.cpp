@@ -3,6 +3,7 @@
 #include <wz/wzlb.h>
 
 #include <cstdint>
+#include <cstdio>
 #include <cstdlib>
 #include <cstring>
 #include <memory>
@@ -59,15 +60,29 @@ void numbers_and_trims(std::string text) {
   require(trimmed + std::strlen(trimmed) <= text.data() + length);
 }
 
+// The parsers report bad input on standard error, once per input. Only the stream is replaced: the
+// fuzzer's and the sanitizers' own reports must stay visible.
+class QuietStream {
+ public:
+  QuietStream() {
+    static FILE* const nowhere = std::fopen("/dev/null", "w");
+    require(nowhere != nullptr);
+    stderr = nowhere;
+  }
+  QuietStream(const QuietStream&) = delete;
+  QuietStream& operator=(const QuietStream&) = delete;
+  ~QuietStream() { stderr = before_; }
+
+ private:
+  FILE* before_ = stderr;
+};
+
 }  // namespace
 
 extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size) {
   if (size == 0) {
     return 0;
   }
-  // The parsers report bad input there, once per input.
-  static const bool silenced = std::freopen("/dev/null", "w", stderr) != nullptr;
-  require(silenced);
   const int capacity = data[0] % kMaxFields + 1;
   const std::string input(reinterpret_cast<const char*>(data + 1), size - 1);
   const std::string delimiter = input.c_str();
@@ -76,6 +91,7 @@ extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size
   for (const Splitter splitter : {get_tokens, get_tokens_ex2, wzlb_get_tokens}) {
     split(splitter, text, delimiter, capacity);
   }
+  const QuietStream quiet;
   keyword_lines(text);
   numbers_and_trims(text);
   return 0;

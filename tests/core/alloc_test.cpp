@@ -15,7 +15,7 @@
 #include "libwzcore/internal/trace.h"
 
 // Out of memory must reach the code under test in the sanitizer builds too.
-extern "C" const char* __asan_default_options() {
+extern "C" WZ_API const char* __asan_default_options() {
   return "allocator_may_return_null=1";
 }
 
