@@ -38,6 +38,7 @@ class ServiceFixture : public ::testing::Test {
 
   [[nodiscard]] const TemporaryFolder& folder() const { return folder_; }
   [[nodiscard]] vsd::ServiceView service() const { return image_->service(0); }
+  [[nodiscard]] vsd::ConnectionState& state() { return *state_; }
   [[nodiscard]] connection& current() { return state_->record(); }
 
   // The variable's entry of the connection's table; fails the test for an unknown name.

@@ -1,0 +1,237 @@
+#include "daemon/host_ops/host_ops.h"
+
+#include <unistd.h>
+#include <wz/wz_script.h>
+#include <wz/wzlb_date_var.h>
+
+#include <cstring>
+#include <ctime>
+#include <fstream>
+#include <iomanip>
+#include <iterator>
+#include <regex>
+#include <set>
+#include <sstream>
+#include <string>
+
+#include "daemon/host_ops/date_reference.h"
+#include "tests/support/service_fixture.h"
+
+namespace {
+
+using wz::test::ServiceFixture;
+using wz::test::TemporaryFolder;
+
+template <std::size_t Size>
+char* text(const char (&literal)[Size]) {
+  return const_cast<char*>(literal);
+}
+
+std::string content_of(const std::filesystem::path& path) {
+  std::ifstream file(path, std::ios::binary);
+  return {std::istreambuf_iterator<char>(file), {}};
+}
+
+class HostLogTest : public ::testing::Test {
+ protected:
+  void SetUp() override { ASSERT_TRUE(vsd::set_host_logs(debug_, error_)); }
+  void TearDown() override {
+    vsd::set_host_log_masks(0, ~0ULL);
+    vsd::close_host_logs();
+  }
+  static void debug(int level, unsigned long long module, const char* message) {
+    vsd_debug_log_ex(level, module, text("a.c"), 7, text("f"), nullptr, const_cast<char*>("<%s>"),
+                     message);
+  }
+
+  TemporaryFolder folder_;
+  std::filesystem::path debug_ = folder_.path() / "debug.log";
+  std::filesystem::path error_ = folder_.path() / "error.log";
+};
+
+TEST_F(HostLogTest, WritesDebugLinesThatPassBothMasks) {
+  debug(0xFF, 512, "off");
+  EXPECT_FALSE(std::filesystem::exists(debug_));
+  vsd::set_host_log_masks(0xFFFF, 512);
+  debug(0xFF00, 512 | 8, "on");
+  debug(0xFF0000, 512, "level");
+  debug(0xFF, 8, "module");
+  vsd_debug_tracelog(0xFF, const_cast<char*>("trace %d"), 1);
+  const std::regex lines(
+      "\n\\d\\d/\\d\\d/\\d\\d \\d\\d:\\d\\d:\\d\\d\\|a\\.c\\|7\\|f\\|<on>"
+      "\n\\d\\d/\\d\\d/\\d\\d \\d\\d:\\d\\d:\\d\\d\\|trace 1");
+  EXPECT_TRUE(std::regex_match(content_of(debug_), lines)) << content_of(debug_);
+}
+
+TEST_F(HostLogTest, CutsLongLines) {
+  vsd::set_host_log_masks(-1, ~0ULL);
+  const std::string message(70000, 'x');
+  debug(0xFF, 1, message.c_str());
+  debug(0xFF, 1, "next");
+  const std::string written = content_of(debug_);
+  EXPECT_EQ(written.find('\n', 1), 64000U);
+  EXPECT_TRUE(written.ends_with("|<next>"));
+}
+
+TEST_F(HostLogTest, WritesErrorLines) {
+  const auto error = [](int severity) {
+    vsd_error_log_ex(severity, text("a.c"), 7, text("f"), nullptr, text("id"), text("attr"),
+                     const_cast<char*>("%d"), 42);
+  };
+  error(0xFF00);
+  error(0);
+  EXPECT_EQ(update_column_value_in_db(nullptr, text("k"), text("v"), 2, ',', 1), -1);
+  const std::regex lines(
+      "\n[^|]*\\|id\\|Major\\|attr\\|a\\.c\\|7\\|f\\|Error\\|42"
+      "\n[^|]*\\|\\|Major\\|\\|data_source\\.cpp\\|[^\n]*no data source 1[^\n]*");
+  EXPECT_TRUE(std::regex_match(content_of(error_), lines)) << content_of(error_);
+  vsd::close_host_logs();
+  ::testing::internal::CaptureStderr();
+  error(-16777216);  // all bits of the highest level
+  EXPECT_NE(::testing::internal::GetCapturedStderr().find("|Warning|"), std::string::npos);
+}
+
+TEST_F(HostLogTest, ExitsWithTheMessage) {
+  EXPECT_EXIT(vsd_exit(3, const_cast<char*>("No %s"), "disk"), ::testing::ExitedWithCode(3),
+              "\\|No disk\\.\nExiting\\.\\.\\.");
+  EXPECT_NE(content_of(error_).find("|No disk."), std::string::npos);
+}
+
+TEST(HostHashTable, NumbersKeys) {
+  VsdHashTable table{};
+  EXPECT_EQ(vsd_hash_table_get(&table, text("a"), 1), -1);
+  EXPECT_EQ(vsd_hash_table_add(&table, text("a"), 1), -1) << "not set up";
+  vsd_hash_table_init(&table);
+  EXPECT_EQ(vsd_hash_table_add(&table, text("abc"), 2), 0) << "the length decides, not a NUL";
+  EXPECT_EQ(vsd_hash_table_add(&table, text("a\0b"), 3), 1);
+  EXPECT_EQ(vsd_hash_table_add(&table, text("ab"), 2), 0);
+  EXPECT_EQ(vsd_hash_table_get(&table, text("abX"), 2), 0);
+  EXPECT_EQ(vsd_hash_table_get(&table, text("a\0b"), 3), 1);
+  EXPECT_EQ(vsd_hash_table_get(&table, text("abc"), 3), -1);
+  EXPECT_EQ(vsd_hash_table_get(&table, text("abc"), -1), -1);
+}
+
+TEST(HostNames, ReadsTheMethodFromTheRequestLine) {
+  connection request{};
+  EXPECT_EQ(get_http_method(&request)->http_method_len, 0);
+  request.request_hdr = {text("xxPATCH / HTTP/1.1\r\n\r\n"), 2};
+  EXPECT_STREQ(get_http_method(&request)->http_method, "PATCH");
+  request.request_hdr = {text("PROPFINDS / HTTP/1.1"), 0};
+  EXPECT_EQ(get_http_method(&request)->http_method_len, 8) << "the field has no room for more";
+  EXPECT_STREQ(get_proto_type(VSD_PROTO_HTTPS), "https");
+  EXPECT_STREQ(get_proto_type(99), "");
+  EXPECT_EQ(get_dynamic_fwd_port(&request, nullptr), 0);
+  vsd::set_host_work_directory("/srv/vsd");
+  EXPECT_STREQ(g_wdir, "/srv/vsd");
+}
+
+TEST(DateReference, ReadsFormatAndOffset) {
+  struct Case {
+    std::string_view reference;
+    std::string_view format;
+    std::optional<int> offset;
+  };
+  constexpr Case cases[] = {
+      {"} rest, +1}", "", std::nullopt},
+      {" anything}", "", std::nullopt},
+      {",%Y}x", "%Y", std::nullopt},
+      {", \t%Y-%m,+3}", "%Y-%m", 3},
+      {",%d, -12 }", "%d", -12},
+      {",%A, %d}", "%A, %d", std::nullopt},
+      {",%A, %d,+1}", "%A, %d", 1},
+      {",%A,7}", "%A,7", std::nullopt},
+      {",%A,+-7}", "%A,+-7", std::nullopt},
+      {",,+2}", "", 2},
+      {",%A,+99999999999}", "%A,+99999999999", std::nullopt},
+      {",%Y", "%Y", std::nullopt},
+      {"", "", std::nullopt},
+  };
+  for (const Case& each : cases) {
+    const auto read = vsd::read_date_reference(each.reference);
+    EXPECT_EQ(read.format, each.format) << each.reference;
+    EXPECT_EQ(read.day_offset, each.offset) << each.reference;
+  }
+}
+
+class HostDateTest : public ServiceFixture {
+ protected:
+  static std::string eval(std::string_view reference) {
+    return wz_eval_string(std::string(reference).data());
+  }
+  static std::string day(int offset, const char* format = "%Y-%m-%d") {
+    const time_t when = std::time(nullptr) + offset * 86400;
+    std::ostringstream out;
+    out << std::put_time(std::localtime(&when), format);
+    return out.str();
+  }
+};
+
+// Runs `check` again when midnight passes meanwhile.
+template <typename Check>
+void within_one_day(Check check) {
+  for (int attempt = 0; attempt < 2; ++attempt) {
+    const time_t before = std::time(nullptr);
+    const int day = std::localtime(&before)->tm_yday;
+    const auto seen = check();
+    const time_t after = std::time(nullptr);
+    if (std::localtime(&after)->tm_yday == day) {
+      EXPECT_EQ(seen.first, seen.second);
+      return;
+    }
+  }
+}
+
+TEST_F(HostDateTest, AppliesTheDeclarationAndTheReference) {
+  serve(R"(wz_date_var(today, format="%Y-%m-%d", offset=+1);
+           wz_date_var(shifted, format="%F at 100%%", offset="-2.48:00:00");)");
+  within_one_day([] {
+    return std::pair(eval("{today} {today,%d.%m.} {today,%F,-3} {shifted} {shifted,%F,+4}"),
+                     day(1) + " " + day(1, "%d.%m.") + " " + day(-3) + " " +
+                         day(-4, "%F at 100%%") + " " + day(2));
+  });
+}
+
+TEST_F(HostDateTest, MovesToTheDayTypeAskedFor) {
+  serve(R"(wz_date_var(work, format="%u", DayType=WORKING);
+           wz_date_var(free, format="%u", DayType=NONWORKING);)");
+  EXPECT_LT(eval("{work}"), "6");
+  EXPECT_GT(eval("{free}"), "5");
+}
+
+TEST_F(HostDateTest, DrawsADayOncePerRequestOrAtEachUse) {
+  serve(R"(wz_date_var(once, format="%F", MinDays=1, MaxDays=200);
+           wz_date_var(each, format="%F", MinDays=1, MaxDays=200, REFRESH=USE);)");
+  std::set<std::string> requests;
+  std::set<std::string> uses;
+  const std::string low = day(0);
+  const std::string high = day(201);
+  for (int i = 0; i < 20; ++i) {
+    request(wz::test::kPlainHead);
+    const std::string once = eval("{once}");
+    EXPECT_EQ(eval("{once,%Y}{once,-%m-%d}"), once);
+    EXPECT_TRUE(low < once && once <= high) << once;
+    requests.insert(once);
+    uses.insert(eval("{each}"));
+    uses.insert(eval("{each}"));
+  }
+  EXPECT_GT(requests.size(), 5U);
+  EXPECT_GT(uses.size(), 10U);
+}
+
+TEST_F(HostDateTest, HandsOutEachUniqueSecondOnce) {
+  vsd::set_host_process(1, 2);
+  serve(R"(wz_date_var(once, format="%s", UNIQUE=YES);)");
+  std::set<long> seconds;
+  for (int i = 0; i < 10; ++i) {
+    request(wz::test::kPlainHead);
+    const long second = std::stol(eval("{once}"));
+    EXPECT_EQ(std::stol(eval("{once}")), second);
+    seconds.insert(second);
+  }
+  EXPECT_EQ(seconds.size(), 10U);
+  EXPECT_EQ(*seconds.rbegin() - *seconds.begin(), 9);
+  EXPECT_GT(*seconds.begin(), std::time(nullptr) + 43000) << "the second process's half of a day";
+  vsd::set_host_process(0, 1);
+}
+
+}  // namespace
