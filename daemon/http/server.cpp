@@ -1,9 +1,9 @@
 // Sockets and timers on Asio; everything about HTTP is in Exchange.
 //
-// System calls decide what a request costs. A socket is waited for and then read and written
-// directly: the answer is tried at once, without waiting for the socket to be writable. Time-outs
-// are deadlines that one coarse timer looks through; answers that wait for their service time lie
-// in a heap with one timer for the earliest.
+// System calls decide what a request costs: there are one read and one write. The answer is tried
+// at once, without waiting for the socket to be writable; waiting is SocketPoller's. Time-outs are
+// deadlines that one coarse timer looks through; answers that wait for their service time lie in a
+// heap with one timer for the earliest.
 #include "daemon/http/server.h"
 
 #include <fcntl.h>
@@ -30,6 +30,7 @@
 #include <vector>
 
 #include "daemon/http/exchange.h"
+#include "daemon/http/socket_poller.h"
 
 namespace vsd::http {
 namespace {
@@ -50,6 +51,9 @@ bool would_block(int error) noexcept {
 class Server::Loop {
  public:
   Loop(const HttpLimits& limits, RequestHandler& handler, int listen_fd);
+  ~Loop() { sockets_.release(); }  // the poller closes it
+  Loop(const Loop&) = delete;
+  Loop& operator=(const Loop&) = delete;
 
   void run();
   void stop() noexcept;
@@ -70,9 +74,10 @@ class Server::Loop {
   void begin_drain();
   void end_when_drained();
 
+  void wait_for_sockets();
   void wait_for_clients();
   bool accept_clients();
-  void open(int fd);
+  void open(FileDescriptor socket);
   void remove(Connection& connection);
   bool make_room_for_client();
 
@@ -84,8 +89,10 @@ class Server::Loop {
   void sweep();
 
   ExchangeContext context_;
+  SocketPoller poller_;
   asio::io_context io_{BOOST_ASIO_CONCURRENCY_HINT_UNSAFE};
   Descriptor listener_{io_};
+  Descriptor sockets_{io_};  // the poller's
   Descriptor stop_event_{io_};
   asio::signal_set signals_{io_};
   asio::steady_timer sweep_timer_{io_};
@@ -97,49 +104,82 @@ class Server::Loop {
   bool sweeping_ = false;
 };
 
-// A socket and its exchange. Alive while the loop lists it or a wait is under way.
-class Server::Loop::Connection : public std::enable_shared_from_this<Connection> {
+// A socket and its exchange. Alive while the loop lists it or an answer of it is delayed.
+class Server::Loop::Connection final : public SocketPoller::Watcher,
+                                       public std::enable_shared_from_this<Connection> {
  public:
-  Connection(Loop& loop, int fd, TimePoint now)
-      : loop_(loop), socket_(loop.io_, fd), exchange_(loop.context_, fd, now) {}
+  Connection(Loop& loop, FileDescriptor socket, TimePoint now)
+      : loop_(loop), socket_(std::move(socket)), exchange_(loop.context_, socket_.get(), now) {
+    loop_.poller_.add(socket_.get(), *this, interest_);
+  }
 
+  void on_ready() override;
   void run(TimePoint now);
   void close();
-  bool read_available(TimePoint now);
   void check_deadline(TimePoint now);
   void drain(TimePoint now);
 
-  [[nodiscard]] bool open() const noexcept { return socket_.is_open(); }
+  [[nodiscard]] bool open() const noexcept { return static_cast<bool>(socket_); }
   [[nodiscard]] bool idle() const noexcept { return exchange_.idle(); }
   [[nodiscard]] TimePoint deadline() const noexcept { return exchange_.deadline(); }
 
   std::size_t index = 0;  // in the loop's list
 
  private:
-  enum class Sent { all, blocked, failed };
+  using Interest = SocketPoller::Interest;
+  enum class Sent { some, blocked, failed };
 
-  void wait_readable();
-  void wait_writable();
+  void watch(Interest interest);
+  bool read_available(TimePoint now);
   Sent send(TimePoint now);
 
   Loop& loop_;
-  Descriptor socket_;
+  FileDescriptor socket_;
   Exchange exchange_;
-  bool reading_ = false;  // a wait for input is under way
+  Interest wanted_ = Interest::input;    // what the exchange waits for
+  Interest interest_ = Interest::input;  // what the socket is registered for
 };
+
+// Input that nobody wants yet takes the registration back only when it arrives: most answers are
+// sent before the next request comes.
+void Server::Loop::Connection::on_ready() {
+  const ConnectionPtr self = shared_from_this();
+  if (wanted_ == Interest::none) {
+    if (interest_ == Interest::none) {
+      close();  // reported without any interest: the client is gone
+    } else {
+      watch(Interest::none);
+    }
+    return;
+  }
+  const TimePoint now = Clock::now();
+  loop_.context_.date.update(std::time(nullptr));
+  if (wanted_ == Interest::input && !read_available(now)) {
+    close();
+    return;
+  }
+  run(now);
+}
+
+void Server::Loop::Connection::watch(Interest interest) {
+  wanted_ = interest;
+  if (interest != interest_) {
+    loop_.poller_.change(socket_.get(), *this, interest_ = interest);
+  }
+}
 
 void Server::Loop::Connection::run(TimePoint now) {
   while (open()) {
     switch (exchange_.step(now)) {
       case Exchange::Step::read:
-        wait_readable();
+        watch(Interest::input);
         return;
       case Exchange::Step::write:
         switch (send(now)) {
-          case Sent::all:
+          case Sent::some:
             break;
           case Sent::blocked:
-            wait_writable();
+            watch(Interest::output);
             return;
           case Sent::failed:
             close();
@@ -147,10 +187,11 @@ void Server::Loop::Connection::run(TimePoint now) {
         }
         break;
       case Exchange::Step::wait:
+        wanted_ = Interest::none;
         loop_.delay(exchange_.due(), shared_from_this());
         return;
       case Exchange::Step::shut_down:
-        ::shutdown(socket_.native_handle(), SHUT_WR);
+        ::shutdown(socket_.get(), SHUT_WR);
         exchange_.shut_down(now);
         break;
       case Exchange::Step::close:
@@ -162,8 +203,8 @@ void Server::Loop::Connection::run(TimePoint now) {
 
 void Server::Loop::Connection::close() {
   if (open()) {
-    error_code ignored;
-    socket_.close(ignored);
+    loop_.poller_.remove(socket_.get(), *this);
+    socket_.reset();
     loop_.remove(*this);
   }
 }
@@ -172,7 +213,7 @@ void Server::Loop::Connection::close() {
 bool Server::Loop::Connection::read_available(TimePoint now) {
   for (;;) {
     const auto space = exchange_.input_space();
-    const ssize_t count = ::recv(socket_.native_handle(), space.data(), space.size(), 0);
+    const ssize_t count = ::recv(socket_.get(), space.data(), space.size(), 0);
     if (count > 0) {
       exchange_.received(static_cast<std::size_t>(count), now);
       return true;
@@ -193,49 +234,21 @@ Server::Loop::Connection::Sent Server::Loop::Connection::send(TimePoint now) {
   ssize_t count = 0;
   do {
     if (second.empty()) {
-      count = ::send(socket_.native_handle(), first.data(), first.size(), MSG_NOSIGNAL);
+      count = ::send(socket_.get(), first.data(), first.size(), MSG_NOSIGNAL);
     } else {
       std::array<iovec, 2> pieces{{{const_cast<char*>(first.data()), first.size()},
                                    {const_cast<char*>(second.data()), second.size()}}};
       msghdr message{};
       message.msg_iov = pieces.data();
       message.msg_iovlen = pieces.size();
-      count = ::sendmsg(socket_.native_handle(), &message, MSG_NOSIGNAL);
+      count = ::sendmsg(socket_.get(), &message, MSG_NOSIGNAL);
     }
   } while (count < 0 && errno == EINTR);
   if (count < 0) {
     return would_block(errno) ? Sent::blocked : Sent::failed;
   }
   exchange_.written(static_cast<std::size_t>(count), now);
-  return Sent::all;
-}
-
-void Server::Loop::Connection::wait_readable() {
-  if (reading_) {
-    return;
-  }
-  reading_ = true;
-  socket_.async_wait(Descriptor::wait_read, [self = shared_from_this()](const error_code& error) {
-    self->reading_ = false;
-    if (error || !self->open()) {
-      return;
-    }
-    const TimePoint now = Clock::now();
-    self->loop_.context_.date.update(std::time(nullptr));
-    if (self->read_available(now)) {
-      self->run(now);
-    } else {
-      self->close();
-    }
-  });
-}
-
-void Server::Loop::Connection::wait_writable() {
-  socket_.async_wait(Descriptor::wait_write, [self = shared_from_this()](const error_code& error) {
-    if (!error && self->open()) {
-      self->run(Clock::now());
-    }
-  });
+  return Sent::some;
 }
 
 void Server::Loop::Connection::check_deadline(TimePoint now) {
@@ -266,6 +279,7 @@ Server::Loop::Loop(const HttpLimits& limits, RequestHandler& handler, int listen
     throw std::system_error(errno, std::generic_category(), "eventfd");
   }
   stop_event_.assign(event);
+  sockets_.assign(poller_.descriptor());
   signals_.add(SIGTERM);
   struct sigaction interrupt {};
   if (::sigaction(SIGINT, nullptr, &interrupt) == 0 && interrupt.sa_handler != SIG_IGN) {
@@ -277,6 +291,7 @@ void Server::Loop::run() {
   wait_for_signal();
   wait_for_stop();
   wait_for_clients();
+  wait_for_sockets();
   io_.run();
   delayed_.clear();
   while (!connections_.empty()) {
@@ -336,6 +351,15 @@ void Server::Loop::end_when_drained() {
   }
 }
 
+void Server::Loop::wait_for_sockets() {
+  sockets_.async_wait(Descriptor::wait_read, [this](const error_code& error) {
+    if (!error) {
+      poller_.dispatch();
+      wait_for_sockets();
+    }
+  });
+}
+
 void Server::Loop::wait_for_clients() {
   if (accepting_ || !listener_.is_open()) {
     return;
@@ -360,7 +384,7 @@ bool Server::Loop::accept_clients() {
     const int fd =
         ::accept4(listener_.native_handle(), nullptr, nullptr, SOCK_CLOEXEC | SOCK_NONBLOCK);
     if (fd >= 0) {
-      open(fd);
+      open(FileDescriptor(fd));
     } else if (would_block(errno)) {
       wait_for_clients();
       return false;
@@ -374,15 +398,16 @@ bool Server::Loop::accept_clients() {
   return true;
 }
 
-void Server::Loop::open(int fd) {
+void Server::Loop::open(FileDescriptor socket) {
   const int on = 1;
-  ::setsockopt(fd, IPPROTO_TCP, TCP_NODELAY, &on, sizeof on);
-  const TimePoint now = Clock::now();
-  auto connection = std::make_shared<Connection>(*this, fd, now);
-  connection->index = connections_.size();
-  connections_.push_back(connection);
-  arm_sweep();
-  connection->run(now);
+  ::setsockopt(socket.get(), IPPROTO_TCP, TCP_NODELAY, &on, sizeof on);
+  try {
+    auto connection = std::make_shared<Connection>(*this, std::move(socket), Clock::now());
+    connection->index = connections_.size();
+    connections_.push_back(std::move(connection));
+    arm_sweep();
+  } catch (const std::exception&) {  // out of memory or of epoll watches: this client is refused
+  }
 }
 
 void Server::Loop::remove(Connection& connection) {
