@@ -107,14 +107,17 @@ char* get_cur_date_time(void) {
     struct tm local {};
     tzset();
     if (localtime_r(&now, &local) == nullptr) {
-      return std::strcpy(result, "Error");
+      std::snprintf(result, sizeof result, "Error");
+      return result;
     }
     std::snprintf(converted, sizeof converted, "%02d/%02d/%02d %02d:%02d:%02d", local.tm_mon + 1,
                   local.tm_mday, (local.tm_year + 1900) % 2000, local.tm_hour, local.tm_min,
                   local.tm_sec);
     converted_at = now;
   }
-  return std::strcpy(result, converted);
+  // The caller may write to what it gets; the conversion stays ours.
+  std::memcpy(result, converted, sizeof result);
+  return result;
 }
 
 void wzlb_debug_log_ex(int tmp_log_level, unsigned long long mask, char* file, int line,
