@@ -80,7 +80,8 @@ WZ_BEGIN_DECLS
  *     {name_N}      element N of an array, from 1
  *     {name_count}  number of elements of an array, nothing for an empty one; of other variables 1
  *                   when they have a value and 0 when not
- *     {today %d.%m.%Y}   a date variable may be followed by a format (and an offset) of its own
+ *     {today,%d.%m.%Y,+3}   a date variable may be followed by a format, and by a day offset, of its
+ *                   own
  *
  * The name ends at a comma, a blank, a tab or the first `}`; what follows it inside the braces is
  * dropped, except for dates. A reference that is no variable (also {name_0}, an element that the

@@ -24,6 +24,11 @@ constexpr int kFailed = -1;
 
 constexpr const char* kLabel = "value_ptr->value.value ";
 
+// The owner of saved values in messages: the exported function, whichever helper takes the block.
+BlockOwner value_owner(int line) noexcept {
+  return {.label = kLabel, .file = "vsd_string_api", .line = line, .function = kFunction};
+}
+
 // One call of wz_save_var_val.
 struct SaveRequest {
   const char* value;
@@ -50,7 +55,7 @@ StoredText make_stored(const SaveRequest& request) noexcept {
       length = to_int(std::strlen(value));
     }
   }
-  TrackedText copy = copy_text(value, length, WZ_BLOCK_OWNER(kLabel));
+  TrackedText copy = copy_text(value, length, value_owner(__LINE__));
   return {.text = std::move(copy), .length = length};
 }
 
@@ -168,7 +173,7 @@ int save_element(const Context& context, ArrayReference reference,
   const int length = to_int(std::strlen(request.value));
   replace_value(
       element.value, element.length,
-      {.text = copy_text(request.value, length, WZ_BLOCK_OWNER(kLabel)), .length = length});
+      {.text = copy_text(request.value, length, value_owner(__LINE__)), .length = length});
   return element.value != nullptr ? kSaved : kFailed;
 }
 
