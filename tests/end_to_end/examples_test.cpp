@@ -1,0 +1,137 @@
+// The example services through a real vsd.
+#include <gtest/gtest.h>
+
+#include <ctime>
+#include <iomanip>
+#include <sstream>
+
+#include "tests/support/http_client.h"
+#include "tests/support/raw_client.h"
+#include "tests/support/vsd_process.h"
+
+namespace vsd::test {
+namespace {
+
+class Examples : public testing::Test {
+ protected:
+  static void SetUpTestSuite() { vsd_ = new VsdProcess(EXAMPLES_FOLDER); }
+  static void TearDownTestSuite() {
+    EXPECT_EQ(vsd_->stop(), 0);
+    delete vsd_;
+  }
+
+  static std::string url(const std::string& target) { return vsd_->url(target); }
+
+  static std::string today(const char* format) {
+    const std::time_t now = std::time(nullptr);
+    std::tm local{};
+    localtime_r(&now, &local);
+    std::ostringstream text;
+    text << std::put_time(&local, format);
+    return text.str();
+  }
+
+  static inline VsdProcess* vsd_ = nullptr;
+  HttpClient client_;
+};
+
+bool contains(const std::string& text, const std::string& part) {
+  return text.find(part) != std::string::npos;
+}
+
+TEST_F(Examples, OrdersCutsTheIdAndFillsTheAnswer) {
+  const auto answer = client_.post(url("/order?cust=Ann%20B"), "<o><orderId>4711</orderId></o>",
+                                   {"X-Trace-Id: 0af7"});
+  EXPECT_EQ(answer.status, 200);
+  EXPECT_TRUE(contains(answer.headers, "\r\nContent-Type: text/xml\r\n")) << answer.headers;
+  EXPECT_TRUE(contains(answer.headers, "\r\nX-Order-Id: 4711\r\n")) << answer.headers;
+  for (const std::string& part :
+       {std::string("<traceId>0af7</traceId>"), "<date>" + today("%Y-%m-%d") + "</date>",
+        std::string("<orderId>4711</orderId>"), std::string("/order/4711/cancel")}) {
+    EXPECT_TRUE(contains(answer.body, part)) << part << " in " << answer.body;
+  }
+  EXPECT_EQ(client_.post(url("/order"), "<orderId>999</orderId>").status, 202);
+  const auto unknown = client_.post(url("/order"), "<o/>");
+  EXPECT_EQ(unknown.status, 404);
+  EXPECT_TRUE(contains(unknown.body, "No order id in the request of " + today("%Y-%m-%d")));
+}
+
+TEST_F(Examples, EchoGivesBackMethodUrlHeadersAndBinaryBody) {
+  std::string body(300, '\0');
+  for (std::size_t i = 0; i < body.size(); ++i) {
+    body[i] = static_cast<char>(i);
+  }
+  const auto answer = client_.post(url("/echo?a=1"), body, {"User-Agent: tester"});
+  EXPECT_EQ(answer.status, 200);
+  EXPECT_TRUE(answer.body.starts_with("method: POST\nurl: /echo?a=1\nhost: 127.0.0.1"))
+      << answer.body;
+  EXPECT_TRUE(contains(answer.body, "agent: tester\n"));
+  EXPECT_TRUE(answer.body.ends_with("\n\n" + body));
+}
+
+TEST_F(Examples, GreetingNeedsNoScript) {
+  const auto named = client_.get(url("/greeting?name=Ann"));
+  EXPECT_EQ(named.status, 200);
+  EXPECT_TRUE(named.body.starts_with("Hello Ann, have a nice " + today("%A"))) << named.body;
+  EXPECT_TRUE(client_.get(url("/greeting")).body.starts_with("Hello, have a nice "));
+}
+
+TEST_F(Examples, JsonBracesAreLiteral) {
+  const auto answer =
+      client_.post(url("/json"), R"({"sku":"A-100","tags":"<tag>new</tag><tag>blue</tag>"})");
+  EXPECT_EQ(answer.status, 201);
+  EXPECT_TRUE(answer.body.starts_with(R"({"item": {"sku": "A-100", "created": ")")) << answer.body;
+  EXPECT_TRUE(answer.body.ends_with(R"(, "empty": {}}})"
+                                    "\n"))
+      << answer.body;
+}
+
+TEST_F(Examples, ThousandRequestsUseOneConnection) {
+  for (int i = 0; i < 1000; ++i) {
+    const auto id = std::to_string(i);
+    const auto answer = client_.post(url("/order"), "<orderId>" + id + "</orderId>");
+    ASSERT_EQ(answer.status, i == 999 ? 202 : 200);
+    ASSERT_TRUE(contains(answer.body, "<orderId>" + id + "</orderId>"));
+  }
+  EXPECT_EQ(client_.connections(), 1);
+}
+
+TEST_F(Examples, LargeBodiesComeBackWholeAndChunked) {
+  for (const std::size_t size : {64U << 10U, 1U << 20U}) {
+    std::string body(size, 'b');
+    body[size / 2] = '\0';
+    for (const char* header : {"Expect:", "Expect: 100-continue", "Transfer-Encoding: chunked"}) {
+      const auto answer = client_.post(url("/echo"), body, {header});
+      EXPECT_EQ(answer.status, 200) << header;
+      EXPECT_TRUE(answer.body.ends_with("\n\n" + body)) << size << header;
+    }
+  }
+}
+
+TEST_F(Examples, RefusesWhatNoServiceAnswers) {
+  EXPECT_EQ(client_.get(url("/nowhere")).status, 404);
+  const auto answer = client_.get(url("/order"));
+  EXPECT_EQ(answer.status, 405);
+  EXPECT_TRUE(contains(answer.headers, "Allow: POST"));
+}
+
+TEST_F(Examples, ARequestCutAtEveryByteIsAnsweredTheSame) {
+  const std::string request =
+      "POST /order?cust=Ann HTTP/1.1\r\nHost: a\r\nContent-Length: 21\r\n\r\n"
+      "<orderId>77</orderId>";
+  const RawClient client(vsd_->port());
+  const auto answer = [&](std::size_t cut) {
+    client.send(request.substr(0, cut));
+    client.send(request.substr(cut));
+    const auto text = client.receive("</orderResponse>\n");
+    return text.substr(text.find("\r\n\r\n"));
+  };
+  const auto whole = answer(0);
+  ASSERT_TRUE(contains(whole, "<orderId>77</orderId>"));
+  for (std::size_t cut = 1; cut < request.size(); ++cut) {
+    ASSERT_EQ(answer(cut), whole) << cut;
+  }
+}
+
+}  // namespace
+}  // namespace vsd::test

@@ -1,0 +1,82 @@
+// HTTP's edges through a real vsd: limits, unusual clients, the end of the daemon.
+#include <gtest/gtest.h>
+
+#include "tests/support/raw_client.h"
+#include "tests/support/vsd_process.h"
+
+namespace vsd::test {
+namespace {
+
+constexpr std::string_view kGreeting = "GET /greeting HTTP/1.1\r\nHost: a\r\n\r\n";
+
+std::string post(std::size_t length, std::string_view more = "") {
+  return "POST /echo HTTP/1.1\r\nHost: a\r\nContent-Length: " + std::to_string(length) + "\r\n" +
+         std::string(more) + "\r\n";
+}
+
+TEST(HttpEndToEnd, LimitsAndBadRequestsEndTheirConnectionOnly) {
+  VsdProcess vsd(EXAMPLES_FOLDER, "MAX_HEADER_SIZE 4096\nMAX_BODY_SIZE 65536\n");
+  const RawClient bystander(vsd.port());
+  struct Refused {
+    std::string request;
+    std::string_view status;
+  };
+  const Refused cases[] = {
+      {post(65537), "413"},
+      {post(65537) + std::string(65537, 'x'), "413"},
+      {post(65537, "Expect: 100-continue\r\n"), "413"},
+      {"GET / HTTP/1.1\r\nX: " + std::string(200'000, 'x'), "431"},
+      {"GET /" + std::string(5000, 'x'), "414"},
+      {"GET / HTTP/1.1\nHost: a\n\n", "400"},
+      {"BREW / HTTP/1.1\r\nHost: a\r\n\r\n", "501"},
+      {"GET / HTTP/3.0\r\nHost: a\r\n\r\n", "505"},
+  };
+  for (const Refused& c : cases) {
+    const RawClient client(vsd.port());
+    client.send(c.request);
+    const auto answer = client.receive();  // to the end: the connection is closed, not reset
+    EXPECT_TRUE(answer.starts_with("HTTP/1.1 " + std::string(c.status))) << answer;
+    EXPECT_NE(answer.find("\r\nConnection: close\r\n"), std::string::npos) << answer;
+  }
+  bystander.send(kGreeting);
+  EXPECT_TRUE(bystander.receive(".\n").starts_with("HTTP/1.1 200"));
+  EXPECT_EQ(vsd.stop(), 0);
+}
+
+TEST(HttpEndToEnd, PipelinedRequestsOfAHalfClosedClientAreAllAnswered) {
+  VsdProcess vsd(EXAMPLES_FOLDER);
+  const RawClient client(vsd.port());
+  std::string requests;
+  for (int i = 0; i < 200; ++i) {
+    requests += post(3) + "abc" + "HEAD /greeting HTTP/1.1\r\nHost: a\r\n\r\n";
+  }
+  client.send(requests);
+  client.end_sending();
+  const auto answers = client.receive();
+  std::size_t count = 0;
+  for (auto at = answers.find("HTTP/1.1 200 OK\r\n"); at != std::string::npos;
+       at = answers.find("HTTP/1.1 200 OK\r\n", at + 1)) {
+    ++count;
+  }
+  EXPECT_EQ(count, 400U);
+}
+
+TEST(HttpEndToEnd, TheEndLetsRequestsUnderWayFinish) {
+  VsdProcess vsd(EXAMPLES_FOLDER);
+  const RawClient idle(vsd.port());
+  idle.send(kGreeting);
+  EXPECT_TRUE(idle.receive(".\n").starts_with("HTTP/1.1 200"));
+  const RawClient busy(vsd.port());
+  busy.send(post(6) + "abc");
+  vsd.signal_stop();
+  EXPECT_EQ(idle.receive(), "");
+  busy.send("def");
+  const auto answer = busy.receive();
+  EXPECT_TRUE(answer.starts_with("HTTP/1.1 200")) << answer;
+  EXPECT_NE(answer.find("\r\nConnection: close\r\n"), std::string::npos);
+  EXPECT_TRUE(answer.ends_with("abcdef"));
+  EXPECT_EQ(vsd.stop(), 0);
+}
+
+}  // namespace
+}  // namespace vsd::test
