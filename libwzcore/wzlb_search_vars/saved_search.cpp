@@ -1,0 +1,87 @@
+// One search over a text on behalf of a script.
+#include <wz/wzlb_alloc.h>
+#include <wz/wzlb_search_vars.h>
+
+#include <cstdio>
+#include <cstring>
+#include <string_view>
+#include <utility>
+
+#include "libwzcore/internal/trace.h"
+
+namespace wz {
+namespace {
+
+bool is_missing(const char* text) {
+  return text == nullptr || *text == '\0';
+}
+
+// Scripts search plain, case-sensitive text, without methods or conversion.
+int search_text(std::string_view text, char* lb, char* rb, int ord, int start_offset, int save_len,
+                UserVarEntry& holder) {
+  char name[] = "SearchInSearch";
+  char* begin = const_cast<char*>(text.data());
+  return wzlb_get_search_var_value(name, lb, rb, start_offset, save_len, begin, begin + text.size(),
+                                   nullptr, ord, 0, 0, &holder, 0, nullptr, 0, 0, nullptr, nullptr,
+                                   0, WZ_LBMATCH_FIRST, 0);
+}
+
+char* copy_of(const char* bytes, std::size_t length) {
+  char* copy = static_cast<char*>(WZLB_MALLOC(length + 1, "out_buf_ptr"));
+  std::memcpy(copy, bytes, length);
+  copy[length] = '\0';
+  return copy;
+}
+
+}  // namespace
+}  // namespace wz
+
+char* wzlb_save_searched_string(char* in, char* lb, char* rb, int ord, int start_offset,
+                                int save_len, int* save_count) {
+  WZLB_TRACE(WZLB_LEVEL_3, WZLB_MODULE_SEARCH, "Method Called.");
+  int unused_count = 0;
+  int& count = save_count != nullptr ? *save_count : unused_count;
+  count = 0;
+  if (wz::is_missing(lb) || wz::is_missing(rb)) {
+    std::fputs(
+        "Error: wz_save_searched_string(): Either lb or rb is empty. lb and rb should not be "
+        "empty.\n",
+        stderr);
+    return nullptr;
+  }
+  WZLB_TRACE(WZLB_LEVEL_3, WZLB_MODULE_SEARCH, "req_ord = %d", ord);
+  // The random choice of a non-empty occurrence is deliberately not for scripts.
+  if (ord < 1 && ord != WZ_ORD_ALL && ord != WZ_ORD_ANY) {
+    std::fputs(
+        "Error: wz_save_searched_string(): ord must be greater than 0 or use macro WZ_ORD_ANY or "
+        "WZ_ORD_ALL.\n",
+        stderr);
+    return nullptr;
+  }
+  if (in == nullptr) {
+    return nullptr;
+  }
+  UserVarEntry holder{};
+  WZLB_TRACE(WZLB_LEVEL_3, WZLB_MODULE_SEARCH, "searchin_uvtable = %p",
+             static_cast<void*>(&holder));
+  const std::string_view text = in;
+  count = wz::search_text(text, lb, rb, ord, start_offset, save_len, holder);
+  if (ord == WZ_ORD_ANY && count > 0) {
+    // The first run has chosen; the second fetches what it chose.
+    count = wz::search_text(text, lb, rb, count, start_offset, save_len, holder);
+  }
+  WZLB_TRACE(WZLB_LEVEL_3, WZLB_MODULE_SEARCH, "searchin_uvtable->length = %d",
+             static_cast<int>(holder.length));
+  char* result = nullptr;
+  if (ord == WZ_ORD_ALL) {
+    // All occurrences are counted, but the text itself is the result, deliberately.
+    result = wz::copy_of(text.data(), text.size());
+  } else if (holder.value.value != nullptr) {
+    result = std::exchange(holder.value.value, nullptr);  // handed over instead of copied
+  } else {
+    result = wz::copy_of("", 0);
+  }
+  WZLB_TRACE(WZLB_LEVEL_3, WZLB_MODULE_SEARCH, "Freeing searchin_uvtable");
+  free_var_value(&holder);
+  return result;
+}

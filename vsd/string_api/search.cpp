@@ -1,0 +1,69 @@
+// Search on behalf of a script: from a buffer or a variable into a buffer or a variable.
+#include <wz/wz_script.h>
+#include <wz/wzlb_alloc.h>
+
+#include <array>
+#include <cstdio>
+#include <cstring>
+
+#include "vsd/trace.h"
+
+namespace wz::script {
+namespace {
+
+constexpr int kRefused = -3;
+constexpr int kNothingSaved = -1;
+
+// The value of the variable `name`, in the shared evaluation buffer. Names are cut to the room that
+// the reference leaves in its buffer.
+char* value_of(const char* name) {
+  std::array<char, 128> reference{};
+  constexpr int kMaxName = static_cast<int>(reference.size()) - 3;
+  std::snprintf(reference.data(), reference.size(), "{%.*s}", kMaxName, name);
+  return wz_eval_string(reference.data());
+}
+
+}  // namespace
+}  // namespace wz::script
+
+int wz_save_searched_string(int in_type, char* in, int out_type, char* out, char* lb, char* rb,
+                            int ord, int start_offset, int save_len) {
+  using namespace wz::script;
+  VSD_TRACE(WZLB_LEVEL_3, kModuleApi, "Method called");
+  if (in_type != WZ_ARG_IS_BUF && in_type != WZ_ARG_IS_PARAM) {
+    std::fputs(
+        "Error: wz_save_searched_string(): Input type must be either WZ_ARG_IS_BUF or "
+        "WZ_ARG_IS_PARAM.",
+        stderr);
+    return kRefused;
+  }
+  char* text = in_type == WZ_ARG_IS_PARAM && in != nullptr ? value_of(in) : in;
+  if (text == nullptr || out == nullptr) {
+    std::fputs(
+        "Error: wz_save_searched_string(): Input buffer is empty. Input buffer should not be "
+        "empty.\n",
+        stderr);
+    return kRefused;
+  }
+  int save_count = 0;
+  char* result = wzlb_save_searched_string(text, lb, rb, ord, start_offset, save_len, &save_count);
+  if (result == nullptr) {
+    return kRefused;
+  }
+  VSD_TRACE(WZLB_LEVEL_3, kModuleApi, "out_buf_ptr = [%s]", result);
+  if (out_type == WZ_ARG_IS_BUF) {
+    std::strcpy(out, result);  // the caller's buffer has room for the longest value it expects
+  } else if (out_type == WZ_ARG_IS_PARAM) {
+    wz_save_string(result, out);
+  } else {
+    std::fputs(
+        "Error: wz_save_searched_string(): Output type must be either WZ_ARG_IS_BUF or "
+        "WZ_ARG_IS_PARAM.",
+        stderr);
+  }
+  WZLB_FREE(result, "out_buf_ptr", -1);
+  if (save_count == 0) {
+    return kNothingSaved;
+  }
+  return out[0] != '\0' ? save_count : 0;
+}
