@@ -2,6 +2,8 @@
 #include <wz/wzlb_alloc.h>
 #include <wz/wzlb_search_vars.h>
 
+#include <cstddef>
+
 namespace {
 
 constexpr int kGrowth = 16;  // rows
