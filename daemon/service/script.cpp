@@ -9,6 +9,7 @@
 #include <cerrno>
 #include <cstdio>
 #include <cstring>
+#include <string_view>
 
 #include "daemon/file_descriptor.h"
 
@@ -17,12 +18,15 @@ namespace {
 
 constexpr unsigned kProbeSeconds = 10;  // then the object is taken for one that hangs when loaded
 
+constexpr std::string_view kLoads = "\1";  // the probe's report when all is well
+
 [[noreturn]] void run_probe(const std::filesystem::path& object, int report) {
   alarm(kProbeSeconds);
-  std::string error;
-  if (!Script::load(object, error)) {
-    [[maybe_unused]] const ssize_t ignored = write(report, error.data(), error.size());
+  std::string text;
+  if (Script::load(object, text)) {
+    text = kLoads;
   }
+  [[maybe_unused]] const ssize_t ignored = write(report, text.data(), text.size());
   _exit(0);
 }
 
@@ -78,15 +82,16 @@ std::string probe_script(const std::filesystem::path& object) {
     run_probe(object, writing.get());
   }
   writing.reset();
-  std::string error = read_report(reading.get());
+  const std::string report = read_report(reading.get());
   int status = 0;
   while (waitpid(child, &status, 0) < 0 && errno == EINTR) {
   }
-  if (WIFSIGNALED(status)) {
-    error = "the script cannot be loaded: the process that tried ended by signal " +
-            std::to_string(WTERMSIG(status));
+  if (report.empty()) {
+    return "the script cannot be loaded: the process that tried ended " +
+           (WIFSIGNALED(status) ? "by signal " + std::to_string(WTERMSIG(status))
+                                : "with status " + std::to_string(WEXITSTATUS(status)));
   }
-  return error;
+  return report == kLoads ? "" : report;
 }
 
 }  // namespace vsd
