@@ -13,7 +13,9 @@ add_library(wz::wz ALIAS wz)
 set_target_properties(wz PROPERTIES
   VERSION ${PROJECT_VERSION} SOVERSION ${PROJECT_VERSION_MAJOR} LINK_DEPENDS ${version_script}
   LINKER_LANGUAGE CXX)
-target_link_options(wz PRIVATE -Wl,--version-script=${version_script})
+# Calls within the library stay within it: a host that defines a function named like one of ours
+# must not get them, and they need no indirection.
+target_link_options(wz PRIVATE -Wl,--version-script=${version_script} -Wl,-Bsymbolic-functions)
 target_link_libraries(wz PRIVATE wz_settings OpenSSL::Crypto CURL::libcurl Threads::Threads)
 if(NOT WZ_SANITIZERS)
   # Host symbols are weak references; anything else that is undefined is a mistake.
