@@ -31,11 +31,16 @@ std::string model_encode(std::string_view bytes) {
 
 // Three bytes for each whole group; what is no character of the alphabet counts as 0.
 std::string model_decode(std::string_view text) {
-  std::string out(text.size() / 4 * 3, '\0');
-  for (std::size_t bit = 0; bit < out.size() * 8; ++bit) {
+  std::string out;
+  unsigned byte = 0;
+  for (std::size_t bit = 0; bit < text.size() / 4 * 24; ++bit) {
     const std::size_t found = kAlphabet.find(text[bit / 6]);
-    const std::size_t value = found == std::string_view::npos ? 0 : found;
-    out[bit / 8] = static_cast<char>(out[bit / 8] | (value >> (5 - bit % 6) & 1) << (7 - bit % 8));
+    const auto value = static_cast<unsigned>(found == std::string_view::npos ? 0 : found);
+    byte = byte * 2 + (value >> (5 - bit % 6) & 1);
+    if (bit % 8 == 7) {
+      out.push_back(static_cast<char>(byte));
+      byte = 0;
+    }
   }
   return out;
 }
