@@ -204,9 +204,11 @@ bool DeclarationParser::parse_key(bool& has_value) {
     return fail("argument name length (%d) is greater than max length (%d).",
                 static_cast<int>(length), WZ_API_MAX_KEYWORD);
   }
-  char* keyword = api_.api_fields[api_.num_tokens].keyword;
-  std::memcpy(keyword, key, length);
-  keyword[length] = '\0';
+  // More than 256 fields overwrite the first ones, value included.
+  WZApiFields& field = api_.api_fields[api_.num_tokens];
+  std::memcpy(field.keyword, key, length);
+  field.keyword[length] = '\0';
+  field.value[0] = '\0';
   return true;
 }
 

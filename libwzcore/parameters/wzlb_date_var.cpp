@@ -6,6 +6,7 @@
 #include <cstdlib>
 #include <cstring>
 #include <memory>
+#include <new>
 #include <string>
 
 #include "libwzcore/parameters/wzlb_date_var_holidays.h"
@@ -45,6 +46,11 @@ bool is_well_formed_offset(const char* text) {
   return *text == '\0';
 }
 
+// The lowest int stays itself.
+int negated(int number) {
+  return static_cast<int>(-static_cast<long long>(number));
+}
+
 class DateDeclaration {
  public:
   DateDeclaration(DateVarTableEntry& row, const DeclarationPlace& place)
@@ -52,9 +58,10 @@ class DateDeclaration {
 
   // Reads all fields; false when reading stopped at an error.
   [[nodiscard]] bool read(WZApi& api, int sess_idx) {
+    reset_row(sess_idx);
     for (int i = 0; i < api.num_tokens; ++i) {
       WZApiFields& field = api.api_fields[i];
-      if (!(i == 0 ? read_name(field.keyword, sess_idx) : read_field(field))) {
+      if (!(i == 0 ? read_name(field.keyword) : read_field(field))) {
         return false;
       }
     }
@@ -62,7 +69,8 @@ class DateDeclaration {
   }
 
  private:
-  bool read_name(char* name, int sess_idx);
+  void reset_row(int sess_idx);
+  bool read_name(char* name);
   bool read_field(WZApiFields& field);
   bool read_format(char* value);
   bool read_days(char* value, const char* format, int& days);
@@ -94,7 +102,7 @@ class DateDeclaration {
   const DeclarationPlace& place_;
 };
 
-bool DateDeclaration::read_name(char* name, int sess_idx) {
+void DateDeclaration::reset_row(int sess_idx) {
   row_.name = WZ_BIGBUF_UNSET;
   row_.format = WZ_BIGBUF_UNSET;
   row_.format_len = 0;
@@ -106,6 +114,9 @@ bool DateDeclaration::read_name(char* name, int sess_idx) {
   row_.min_days = 0;
   row_.max_days = 0;
   row_.sess_idx = sess_idx;
+}
+
+bool DateDeclaration::read_name(char* name) {
   if (validate_var(name) != 0 &&
       WZ_DECLARATION_ERROR(place_, kTagBadName,
                            "Invalid variable '%s'. It should contain only alphanumeric character "
@@ -193,7 +204,7 @@ void DateDeclaration::read_offset(char* value) {
     row_.time_offset = get_time_from_format(dot + 1) / 1000;
   }
   if (negative) {
-    row_.day_offset = -row_.day_offset;
+    row_.day_offset = negated(row_.day_offset);
     row_.time_offset = -row_.time_offset;
   }
 }

@@ -1,20 +1,18 @@
 // Holidays and working days.
 #include "libwzcore/parameters/wzlb_date_var_holidays.h"
 
-#include <wz/wzlb_alloc.h>
 #include <wz/wzlb_date_var.h>
-#include <wz/wzlb_mem_map.h>
 #include <wz/wzlb_util.h>
 #include <wz/wzlb_wdir.h>
 
 #include <array>
 #include <cstdio>
-#include <cstdlib>
 #include <cstring>
 #include <ctime>
 #include <memory>
 #include <string_view>
 
+#include "libwzcore/internal/soft_alloc.h"
 #include "libwzcore/internal/trace.h"
 
 Zel_holi_days* g_holi_days = nullptr;
@@ -26,6 +24,7 @@ namespace wz {
 namespace {
 
 constexpr int kGrowth = 5;  // rows
+constexpr long kRowSize = sizeof(Zel_holi_days);
 constexpr int kLongestLine = 4096;
 constexpr int kWorking = 1;
 constexpr int kNonWorking = 2;
@@ -45,8 +44,13 @@ void copy_bounded(char (&target)[Size], std::string_view text) {
 }
 
 bool is_holiday(const tm& date) {
-  std::array<char, 16> text{};
-  std::strftime(text.data(), text.size(), "%m/%d/%Y", &date);
+  if (total_holiday_entries == 0) {
+    return false;
+  }
+  std::array<char, sizeof Zel_holi_days::date> text;
+  if (std::strftime(text.data(), text.size(), "%m/%d/%Y", &date) == 0) {
+    return false;  // no row can hold a year of five digits
+  }
   for (int i = 0; i < total_holiday_entries; ++i) {
     if (std::strcmp(text.data(), g_holi_days[i].date) == 0) {
       return true;
@@ -95,22 +99,17 @@ int create_holiday_table_entry(int* row_num) {
     return -1;
   }
   if (total_holiday_entries == max_holiday_entries) {
-    const auto rows = static_cast<std::size_t>(max_holiday_entries + wz::kGrowth);
-    const std::size_t size = rows * sizeof(Zel_holi_days);
-    // Not the tracked reallocation: running out of memory here costs a holiday, not the process.
-    Zel_holi_days* former = g_holi_days;
-    if (former != nullptr) {
-      wzlb_mem_map_remove(former);
-    }
-    auto* grown = static_cast<Zel_holi_days*>(std::realloc(former, size));
+    const long size = (long{max_holiday_entries} + wz::kGrowth) * wz::kRowSize;
+    // Running out of memory here costs a holiday, not the process.
+    auto* grown = static_cast<Zel_holi_days*>(
+        wz::soft_realloc(g_holi_days, size, WZ_BLOCK_OWNER("Zel_holi_days")));
     if (grown == nullptr) {
       std::fprintf(stderr,
                    "create_holiday_table_entry(): Error allocating more memory for holiday "
                    "entries\n");
       return -1;
     }
-    wzlb_mem_map_add(grown, size, wz::mutable_text("Zel_holi_days"),
-                     wz::mutable_text(__FILE_NAME__), __LINE__, wz::mutable_text(__func__));
+    std::memset(grown + max_holiday_entries, 0, wz::kGrowth * sizeof *grown);
     g_holi_days = grown;
     max_holiday_entries += wz::kGrowth;
   }
@@ -128,6 +127,9 @@ int wzlb_is_wrking_or_non_wrking_day(time_t date_in_sec) {
 }
 
 time_t wzlb_get_wrking_non_wrking_day(time_t date_in_sec, int next, int day_type) {
+  WZLB_TRACE(WZLB_LEVEL_3, WZLB_MODULE_PARAMETER,
+             "Method called. date_in_sec = %ld, next = %d, day_type = %d", date_in_sec, next,
+             day_type);
   time_t date = date_in_sec;
   for (int step = 0; step < wz::kMostSteps; ++step) {
     if (wzlb_is_wrking_or_non_wrking_day(date) == day_type) {

@@ -22,7 +22,8 @@ constexpr std::string_view kMillisecondSuffix = "%MS";
 constexpr int kRoom = 200;  // bytes of the result beyond the format's length
 constexpr long long kSecondsPerDay = 86400;
 constexpr u_wz_ts_t kUnset = ~0ULL;
-constexpr int kAnyDay = 0;
+constexpr int kWorkingDay = 1;
+constexpr int kNonWorkingDay = 2;
 
 // The bytes of a result and how many of them are used.
 struct Output {
@@ -43,7 +44,9 @@ time_t unique_time(Zel_uniq_date_time_data& slice, time_t now, int num_process) 
   if (slice.cur_sec == slice.end_sec) {
     wzlb_update_uniq_date_time_date(&slice, num_process);
   }
-  return static_cast<time_t>(slice.init_time) + slice.cur_sec++;
+  const auto second = static_cast<u_wz_ts_t>(slice.cur_sec);
+  slice.cur_sec = static_cast<int>(second + 1);
+  return static_cast<time_t>(slice.init_time + second);
 }
 
 // The format is the script author's.
@@ -62,6 +65,32 @@ void print_date(const char* format, const tm& date, Output& out) {
   }
 }
 
+// The start of a format with a terminator of its own: on the stack for every length that a
+// declaration can give.
+class FormatStart {
+ public:
+  explicit FormatStart(std::string_view text)
+      : text_(text.size() < sizeof stack_
+                  ? stack_
+                  : static_cast<char*>(WZLB_MALLOC(text.size() + 1, "format"))) {
+    std::memcpy(text_, text.data(), text.size());
+    text_[text.size()] = '\0';
+  }
+  FormatStart(const FormatStart&) = delete;
+  FormatStart& operator=(const FormatStart&) = delete;
+  ~FormatStart() {
+    if (text_ != stack_) {
+      WZLB_FREE(text_, "format", -1);
+    }
+  }
+
+  [[nodiscard]] const char* c_str() const { return text_; }
+
+ private:
+  char stack_[WZ_API_MAX_VALUE + 1];
+  char* text_;
+};
+
 // A format that ends in "%MS": the rest, the character before it as a separator and the millisecond
 // of this very moment, whatever the shift.
 void print_with_milliseconds(std::string_view format, const tm& date, Output& out) {
@@ -70,11 +99,7 @@ void print_with_milliseconds(std::string_view format, const tm& date, Output& ou
   const char separator = has_separator ? format.back() : '\0';
   format.remove_suffix(has_separator ? 1 : 0);
   if (!format.empty()) {
-    char* rest = static_cast<char*>(WZLB_MALLOC(format.size() + 1, "format"));
-    std::memcpy(rest, format.data(), format.size());
-    rest[format.size()] = '\0';
-    print_date(rest, date, out);
-    WZLB_FREE(rest, "format", -1);
+    print_date(FormatStart(format).c_str(), date, out);
     if (out.length == 0) {
       return;
     }
@@ -99,7 +124,7 @@ struct Shift {
 
   [[nodiscard]] time_t apply_to(time_t now) const {
     time_t time = now + seconds();
-    if (day_type != kAnyDay) {
+    if (day_type == kWorkingDay || day_type == kNonWorkingDay) {
       const int step = day_offset >= 0 && time_offset >= 0 ? 1 : -1;
       time = wzlb_get_wrking_non_wrking_day(time, step, day_type);
     }

@@ -11,11 +11,11 @@
 
 namespace wz {
 
-// The module number of the host that has its own error reporting ends a declaration differently:
-// in mode 1 an error is reported under its tag and reading goes on.
+// The value of g_wzlb_module in which an error is reported under its tag and reading goes on; in
+// every other mode it is reported with the script's place and ends the declaration.
 inline constexpr int kModeTagged = 1;
 
-// Where the declaration stands that is being read.
+// Where the declaration stands that is being read. The texts are the caller's.
 struct DeclarationPlace {
   char* script_filename;
   char* sess_name;

@@ -1,0 +1,205 @@
+#include <gtest/gtest.h>
+#include <wz/wzlb.h>
+
+#include <cstring>
+#include <memory>
+#include <string>
+#include <utility>
+#include <vector>
+
+#include "libwzcore/internal/trace.h"
+
+namespace {
+
+using wz::mutable_text;
+using Fields = std::vector<std::pair<std::string, std::string>>;
+
+// A record that starts out dirty, and the message of a failure.
+struct Parsed {
+  std::unique_ptr<WZApi> api = std::make_unique<WZApi>();
+  std::string message;
+  int result;
+
+  explicit Parsed(const std::string& line, int trim = 1, int escape = 1) : message(70000, '\0') {
+    std::memset(api.get(), 'x', sizeof *api);
+    std::string text = line;
+    result =
+        parse_api_ex(api.get(), text.data(), mutable_text("a.wz"), message.data(), 7, trim, escape);
+    EXPECT_EQ(text, line);
+    message.resize(message.find('\0'));
+  }
+
+  [[nodiscard]] Fields fields() const {
+    Fields found;
+    for (int i = 0; i < api->num_tokens; ++i) {
+      found.emplace_back(api->api_fields[i].keyword, api->api_fields[i].value);
+    }
+    return found;
+  }
+};
+
+std::string message_for(const std::string& continuation, const std::string& line) {
+  return "Error: parameter declaration in file 'a.wz' at line '7' is not in correct format - " +
+         continuation + "\nLine = [" + line + "]";
+}
+
+struct GoodCase {
+  const char* line;
+  int trim;
+  int escape;
+  const char* name;
+  Fields fields;
+};
+
+const GoodCase kGood[] = {
+    {"Api()", 1, 1, "Api", {{"", ""}}},
+    {" \tApi \t( Var\t, A ) ; \t", 1, 1, "Api", {{"Var", ""}, {"A", ""}}},
+    {"(a,)", 1, 1, "", {{"a", ""}, {"", ""}}},
+    {"Api(A=(1), B=2)) ", 1, 1, "Api", {{"A", "(1)"}, {"B", "2)"}}},
+    {"Api( =1)", 1, 1, "Api", {{"", "1"}}},
+    {"Api(a b = c = d ,e)", 1, 1, "Api", {{"a b", "c = d"}, {"e", ""}}},
+    {"Api(A =  b c  )", 1, 1, "Api", {{"A", "b c"}}},
+    {"Api(A =  b c  )", 0, 1, "Api", {{"A", "  b c  "}}},
+    {R"(Api(A = " b c " ,B))", 1, 1, "Api", {{"A", " b c "}, {"B", ""}}},
+    {R"(Api(A="x,y", B=1))", 1, 1, "Api", {{"A", "x,y"}, {"B", "1"}}},
+    {R"(Api(A=",,,x,,"))", 1, 0, "Api", {{"A", ",,,x,,"}}},
+    {R"(Api(A=dropped "kept"))", 1, 1, "Api", {{"A", "kept"}}},
+    {R"(Api(A="",B="" ))", 1, 1, "Api", {{"A", ""}, {"B", ""}}},
+    // Escapes, resolved before the blanks are cut.
+    {R"(Api(A="\b\f\n\r\t\v\q\"\\"))", 1, 1, "Api", {{"A", "\b\f\n\r\t\v\\q\"\\"}}},
+    {R"(Api(A="x\\",B="\\\"y"))", 1, 1, "Api", {{"A", "x\\"}, {"B", "\\\"y"}}},
+    {R"(Api(A=\tx\t,B=x\n))", 1, 1, "Api", {{"A", "x"}, {"B", "x\n"}}},
+    {R"(Api(A=\"x\",B=y\\"z\))", 1, 1, "Api", {{"A", "\"x\""}, {"B", "y\\\"z\\"}}},
+    // Without escapes only a quote and a backslash lose the backslash before them.
+    {R"(Api(A="\t\"\\x",B=\"\\\n))", 1, 0, "Api", {{"A", "\\t\"\\x"}, {"B", "\"\\\\n"}}},
+};
+
+TEST(ParseApi, TakesLinesApart) {
+  for (const GoodCase& c : kGood) {
+    SCOPED_TRACE(c.line);
+    const Parsed parsed(c.line, c.trim, c.escape);
+    EXPECT_EQ(parsed.result, 0) << parsed.message;
+    EXPECT_STREQ(parsed.api->api_name, c.name);
+    EXPECT_EQ(parsed.fields(), c.fields);
+    EXPECT_EQ(parsed.api->api_fields[255].value[4096], '\0') << "not zeroed";
+  }
+}
+
+struct BadCase {
+  const char* line;
+  int escape;
+  const char* continuation;
+};
+
+constexpr char kBehindQuote[] =
+    "unexpected character after closing double quote in field '1'. After closing double quote only "
+    "spaces, tabs, ',', and ')' are allowed and after equal sign only one pair of double quote is "
+    "allowed. For Ex: key=\"val1\" \"val2\" is not allowed.";
+
+const BadCase kBad[] = {
+    {"", 1, "Start bracket is missing."},
+    {"Api)", 1, "Start bracket is missing."},
+    {")Api(", 1, "End bracket is missing."},
+    {"Api(A=1);;", 1,
+     "unexpected characters (;;) after closing bracket. After end bracket only space, tabs and "
+     "semicolon are allowed."},
+    {"Api(A=1) \tx; ", 1,
+     "unexpected characters (x;) after closing bracket. After end bracket only space, tabs and "
+     "semicolon are allowed."},
+    {R"(Api(A="x" "y"))", 1, kBehindQuote},
+    {R"(Api(A="x"\))", 0, kBehindQuote},
+    {R"(Api(A="x\ty,B=1))", 1,
+     "starting and ending double quote is mismached in argument value 'x\ty,B=1'."},
+    {R"(Api(A="x\\"))", 0,
+     R"(starting and ending double quote is mismached in argument value 'x\"'.)"},
+    {R"(Api(A="x\\\"))", 1,
+     R"(starting and ending double quote is mismached in argument value 'x\"'.)"},
+    {"Api(=1)", 1, "argument name is missing before '=' in field '1'."},
+    {"Api(a,=1)", 1, "argument name is missing before '=' in field '2'."},
+};
+
+TEST(ParseApi, RefusesWithTheWholeLine) {
+  for (const BadCase& c : kBad) {
+    SCOPED_TRACE(c.line);
+    const Parsed parsed(c.line, 1, c.escape);
+    EXPECT_EQ(parsed.result, -1);
+    EXPECT_EQ(parsed.message, message_for(c.continuation, c.line));
+  }
+}
+
+std::string repeated(std::size_t count, const std::string& text = "x") {
+  std::string whole;
+  while (count-- > 0) {
+    whole += text;
+  }
+  return whole;
+}
+
+struct LimitCase {
+  const char* before;
+  const char* after;
+  std::size_t longest;
+  const char* what;
+};
+
+// Blanks that are cut count for the API's name and for values, but not for argument names.
+const LimitCase kLimits[] = {
+    {"", "(a)", 64, "API name"},
+    {" x ", "(a)", 62, "API name"},
+    {"Api( ", " )", 1024, "argument name"},
+    {"Api( ", " =1)", 1024, "argument name"},
+    {"Api(a=", ")", 4096, "argument value"},
+    {"Api(a= ", " )", 4094, "argument value"},
+    {"Api(a=\"\\n", "\")", 4095, "argument value"},
+};
+
+TEST(ParseApi, BoundsLengths) {
+  for (const LimitCase& c : kLimits) {
+    SCOPED_TRACE(c.what);
+    EXPECT_EQ(Parsed(c.before + repeated(c.longest) + c.after).result, 0);
+    const std::string line = c.before + repeated(c.longest + 1) + c.after;
+    const std::string most = std::string(c.what) == "API name" ? "64"
+                             : c.longest == 1024               ? "1024"
+                                                               : "4096";
+    EXPECT_EQ(Parsed(line).message,
+              message_for(std::string(c.what) + " length (" + std::to_string(std::stoi(most) + 1) +
+                              ") is greater than max length (" + most + ").",
+                          line));
+  }
+  std::string line = "Api(" + repeated(15000, "a,") + ")";
+  line.resize(32000, ' ');
+  EXPECT_EQ(Parsed(line).result, 0);
+  line += ' ';
+  EXPECT_EQ(Parsed(line).message,
+            message_for("API line length (32001) is greater than max length (32000).", line));
+  for (const int escape : {0, 1}) {
+    EXPECT_GT(Parsed("(a=\"" + repeated(31995) + ")", 1, escape).message.size(), 64000U);
+  }
+}
+
+TEST(ParseApi, CountsFieldsModulo256) {
+  const Parsed wrapped("Api(first=1," + repeated(254, "a=2,") + "last=3)");
+  EXPECT_EQ(wrapped.result, 0);
+  EXPECT_EQ(wrapped.api->num_tokens, 0);
+  EXPECT_STREQ(wrapped.api->api_fields[255].keyword, "last");
+  const Parsed overwritten("Api(first=1," + repeated(255, "a=2,") + "last)");
+  EXPECT_EQ(overwritten.fields(), (Fields{{"last", ""}}));
+}
+
+wz_bigbuf_t big(char*, int, ...) {
+  return 1;
+}
+wz_bigbuf_t temporary(char*, int, ...) {
+  return 2;
+}
+
+TEST(ParseApi, TemporaryCopierDefaultsToTheOther) {
+  wzlb_init_parameter_module(3, big, nullptr, nullptr);
+  EXPECT_EQ(g_wzlb_module, 3);
+  EXPECT_EQ(wzlb_copy_to_tmpbuf_cb, big);
+  wzlb_init_parameter_module(1, big, nullptr, temporary);
+  EXPECT_EQ(wzlb_copy_to_tmpbuf_cb, temporary);
+  wzlb_init_parameter_module(1, nullptr, nullptr, nullptr);
+}
+
+}  // namespace
