@@ -28,7 +28,7 @@ class LogLine {
     append(format, arguments);
     va_end(arguments);
   }
-  void append(const char* format, va_list arguments) {
+  __attribute__((format(printf, 2, 0))) void append(const char* format, va_list arguments) {
     const std::size_t room = kMaxLine - length_;
     const int written = std::vsnprintf(text_ + length_, room + 1, format, arguments);
     length_ += written < 0 ? std::strlen(text_ + length_)

@@ -37,7 +37,8 @@ wz_bigbuf_t keep_text(char* string, int length, ...) {
   return offset;
 }
 
-void keep_problem(int, char*, char*, int, char*, int, char* format, ...) {
+__attribute__((format(printf, 7, 8))) void keep_problem(int, char*, char*, int, char*, int,
+                                                        char* format, ...) {
   std::array<char, 8192> text{};
   va_list arguments;
   va_start(arguments, format);
