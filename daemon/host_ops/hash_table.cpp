@@ -1,6 +1,7 @@
 // Name lookup in a service image, and the growable tables that the library keeps for itself.
 #include <wz/vsd_host.h>
 
+#include <deque>
 #include <string>
 #include <string_view>
 #include <unordered_map>
@@ -17,6 +18,12 @@ ResolvedName& resolved() noexcept {
 }
 
 using KeyIndex = std::unordered_map<std::string, int>;
+
+// The tables live as long as the process: there is no operation that ends one.
+KeyIndex* new_index() {
+  static std::deque<KeyIndex> all;
+  return &all.emplace_back();
+}
 
 KeyIndex* index_of(VsdHashTable* table) {
   return table == nullptr ? nullptr : static_cast<KeyIndex*>(table->host_data);
@@ -45,10 +52,9 @@ int vsd_hash_table_shm_get_param(char* table, char* name, int name_len, long nex
   return code;
 }
 
-// The tables live as long as the process: there is no operation that ends one.
 void vsd_hash_table_init(VsdHashTable* table) {
   if (table != nullptr) {
-    table->host_data = new vsd::KeyIndex;
+    table->host_data = vsd::new_index();
   }
 }
 

@@ -1,5 +1,7 @@
 #include "daemon/service/request_runner.h"
 
+#include <wz/wzlb_log.h>
+
 #include <algorithm>
 #include <utility>
 
@@ -100,9 +102,9 @@ void ServiceRunner::log_refused() {
   std::string_view lines = refused_;
   while (!lines.empty()) {
     const std::string_view line = lines.substr(0, lines.find('\n'));
-    vsd_error_log_ex(0, const_cast<char*>(__FILE_NAME__), __LINE__, const_cast<char*>(__func__),
-                     &state_.record(), const_cast<char*>(""), const_cast<char*>(""),
-                     const_cast<char*>("left out of the answer: %.*s"),
+    vsd_error_log_ex(WZLB_LEVEL_3, const_cast<char*>(__FILE_NAME__), __LINE__,
+                     const_cast<char*>(__func__), &state_.record(), const_cast<char*>(""),
+                     const_cast<char*>(""), const_cast<char*>("left out of the answer: %.*s"),
                      static_cast<int>(line.size()), line.data());
     lines.remove_prefix(std::min(line.size() + 1, lines.size()));
   }

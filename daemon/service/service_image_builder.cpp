@@ -271,6 +271,9 @@ class ServiceBuilder {
       row.equals = pool_.add(response.equals);
       row.status = response.status;
     }
+    // Conditions are tried before the fallback, wherever that was declared.
+    std::stable_partition(rows.begin(), rows.end(),
+                          [](const ResponseRow& row) { return row.is_conditional; });
     record_.responses = place(rows);
   }
 

@@ -115,7 +115,7 @@ struct ServiceRecord : scontents {
   Rows<RequestRow> requests;
   Rows<DateRow> dates;
   Rows<IndexRow> indexes;
-  Rows<ResponseRow> responses;
+  Rows<ResponseRow> responses;  // in the order to try: the one without a condition is last
 };
 
 }  // namespace vsd

@@ -111,6 +111,21 @@ TEST(ServiceImage, ShowsAServiceAsItWasDeclared) {
   EXPECT_EQ(view.text(response.body).substr(pieces[1].offset), " and {unknown}");
 }
 
+TEST(ServiceImage, PutsTheFallbackBehindTheConditions) {
+  vsd::ServiceDefinition definition = make_service("a", "/a", {"GET"});
+  for (const char* name : {"first", "second"}) {
+    vsd::ResponseDefinition& response = definition.responses.emplace_back();
+    response.name = name;
+    response.is_conditional = true;
+  }
+  const vsd::ServiceImage image = vsd::ServiceImage::build({&definition, 1});
+  std::string names;
+  for (const vsd::ResponseRow& row : image.service(0).responses()) {
+    names += std::string(image.service(0).text(row.name)) + " ";
+  }
+  EXPECT_EQ(names, "first second ok ");
+}
+
 TEST(ServiceImage, FindsServicesByPath) {
   const vsd::ServiceDefinition services[] = {
       make_service("a", "/x", {"GET"}), make_service("b", "/y", {"GET"}),
