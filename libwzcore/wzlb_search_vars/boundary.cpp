@@ -1,7 +1,9 @@
 #include "libwzcore/wzlb_search_vars/boundary.h"
 
+#include <emmintrin.h>
 #include <wz/wzlb_search_vars.h>
 
+#include <bit>
 #include <cctype>
 #include <cstring>
 
@@ -50,6 +52,53 @@ const char* find_ignoring_case(std::string_view range, std::string_view text) {
   return nullptr;
 }
 
+// Longer texts are left to memmem, whose time does not depend on how alike the texts are.
+constexpr std::size_t kMaxShortText = 64;
+
+// Compares the first and the last byte at sixteen places at a time; few places pass that, and only
+// those are compared in full. `text` has 2 bytes or more and fits into `range`.
+const char* find_short_text(std::string_view range, std::string_view text) {
+  const char* const bytes = range.data();
+  const std::size_t places = range.size() - text.size() + 1;
+  const std::size_t to_last = text.size() - 1;
+  const auto is_at = [&](std::size_t place) {
+    return std::memcmp(bytes + place, text.data(), text.size()) == 0;
+  };
+  const __m128i first = _mm_set1_epi8(text.front());
+  const __m128i last = _mm_set1_epi8(text.back());
+  const auto load = [](const char* from) {
+    return _mm_loadu_si128(reinterpret_cast<const __m128i*>(from));
+  };
+  std::size_t place = 0;
+  for (; place + sizeof(__m128i) <= places; place += sizeof(__m128i)) {
+    const __m128i firsts = _mm_cmpeq_epi8(load(bytes + place), first);
+    const __m128i lasts = _mm_cmpeq_epi8(load(bytes + place + to_last), last);
+    auto candidates = static_cast<unsigned>(_mm_movemask_epi8(_mm_and_si128(firsts, lasts)));
+    for (; candidates != 0; candidates &= candidates - 1) {
+      const std::size_t candidate = place + static_cast<std::size_t>(std::countr_zero(candidates));
+      if (is_at(candidate)) {
+        return bytes + candidate;
+      }
+    }
+  }
+  for (; place < places; ++place) {
+    if (bytes[place] == text.front() && is_at(place)) {
+      return bytes + place;
+    }
+  }
+  return nullptr;
+}
+
+const char* find_text(std::string_view range, std::string_view text) {
+  if (text.size() > range.size()) {
+    return nullptr;
+  }
+  if (text.size() < 2 || text.size() > kMaxShortText) {
+    return static_cast<const char*>(memmem(range.data(), range.size(), text.data(), text.size()));
+  }
+  return find_short_text(range, text);
+}
+
 }  // namespace
 
 std::optional<BoundaryMatch> Boundary::find(std::string_view range, std::size_t from) const {
@@ -63,10 +112,7 @@ std::optional<BoundaryMatch> Boundary::find(std::string_view range, std::size_t 
   if (text.empty() || rest.empty()) {
     return std::nullopt;
   }
-  const char* found =
-      ignores_case
-          ? find_ignoring_case(rest, text)
-          : static_cast<const char*>(memmem(rest.data(), rest.size(), text.data(), text.size()));
+  const char* found = ignores_case ? find_ignoring_case(rest, text) : find_text(rest, text);
   return match_at(found, range, text.size());
 }
 
