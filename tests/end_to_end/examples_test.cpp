@@ -81,8 +81,7 @@ TEST_F(Examples, JsonBracesAreLiteral) {
       client_.post(url("/json"), R"({"sku":"A-100","tags":"<tag>new</tag><tag>blue</tag>"})");
   EXPECT_EQ(answer.status, 201);
   EXPECT_TRUE(answer.body.starts_with(R"({"item": {"sku": "A-100", "created": ")")) << answer.body;
-  EXPECT_TRUE(answer.body.ends_with(R"(, "empty": {}}})"
-                                    "\n"))
+  EXPECT_TRUE(contains(answer.body, R"("tags": {"count": "2", "first": "new"}, "empty": {}}})"))
       << answer.body;
 }
 
