@@ -7,6 +7,9 @@
 
 #define WZ_AVX2 __attribute__((target("avx2")))
 
+// This file is x86-64 by nature.
+// NOLINTBEGIN(portability-simd-intrinsics)
+
 namespace wz::base64 {
 namespace {
 
@@ -107,3 +110,5 @@ WZ_AVX2 std::size_t decode_avx2(const unsigned char* input, std::size_t length,
 }
 
 }  // namespace wz::base64
+
+// NOLINTEND(portability-simd-intrinsics)
