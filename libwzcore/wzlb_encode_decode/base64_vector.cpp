@@ -7,9 +7,6 @@
 
 #define WZ_AVX2 __attribute__((target("avx2")))
 
-// This file is x86-64 by nature.
-// NOLINTBEGIN(portability-simd-intrinsics)
-
 namespace wz::base64 {
 namespace {
 
@@ -110,5 +107,3 @@ WZ_AVX2 std::size_t decode_avx2(const unsigned char* input, std::size_t length,
 }
 
 }  // namespace wz::base64
-
-// NOLINTEND(portability-simd-intrinsics)

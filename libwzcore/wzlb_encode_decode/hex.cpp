@@ -17,9 +17,6 @@ constexpr std::string_view kLowerDigits = "0123456789abcdef";
 constexpr std::string_view kUpperDigits = "0123456789ABCDEF";
 constexpr std::size_t kBlock = 16;
 
-// The system runs on x86-64 only.
-// NOLINTBEGIN(portability-simd-intrinsics)
-
 __m128i load(const char* bytes) noexcept {
   return _mm_loadu_si128(reinterpret_cast<const __m128i*>(bytes));
 }
@@ -91,8 +88,6 @@ std::size_t decode_blocks(const char* input, std::size_t bytes, char* output) no
   }
   return done;
 }
-
-// NOLINTEND(portability-simd-intrinsics)
 
 // What the scan format "%2x" reads from two characters, of which at least one is no digit: white
 // space is skipped, one sign is taken, "0x" is a prefix with nothing behind it. Without a digit
