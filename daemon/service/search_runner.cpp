@@ -2,16 +2,7 @@
 
 #include <wz/wzlb_search_vars.h>
 
-#include "daemon/service/variable_table.h"
-
 namespace vsd {
-namespace {
-
-// Bits of the engine's search flag.
-constexpr char kLeftIsRegex = 1;
-constexpr char kRightIsRegex = 2;
-
-}  // namespace
 
 void SearchRunner::Free::operator()(regex_t* regex) const noexcept {
   regfree(regex);
@@ -42,22 +33,19 @@ SearchRunner::Regex SearchRunner::compile(TextRef pattern, bool ignore_case) con
 }
 
 void SearchRunner::run(const SearchRow& search, std::string_view text, UserVarEntry& entry) {
-  clear_values(entry);
   const auto position = static_cast<std::size_t>(&search - service_.searches().data());
   const Boundaries& regexes = regexes_[position];
-  char search_flag = 0;
-  search_flag = static_cast<char>(search_flag | (regexes.left != nullptr ? kLeftIsRegex : 0));
-  search_flag = static_cast<char>(search_flag | (regexes.right != nullptr ? kRightIsRegex : 0));
+  const int search_flag = (regexes.left != nullptr ? WZ_SEARCH_LB_IS_REGEX : 0) |
+                          (regexes.right != nullptr ? WZ_SEARCH_RB_IS_REGEX : 0);
   const auto writable = [this](TextRef ref) { return const_cast<char*>(service_.c_text(ref)); };
   char* begin = const_cast<char*>(text.data());
   const int total_methods = static_cast<int>(search.methods.length);
-  int found = 0;
   wzlb_get_search_var_value(writable(search.name), writable(search.left), writable(search.right),
                             search.save_offset, search.save_length, begin, begin + text.size(),
-                            &found, search.ordinal, search.convert, total_methods > 0 ? 1 : 0,
+                            nullptr, search.ordinal, search.convert, total_methods > 0 ? 1 : 0,
                             &entry, 0, writable(search.methods), total_methods,
                             search.ignore_case ? 1 : 0, regexes.left.get(), regexes.right.get(),
-                            search_flag, 0, static_cast<int>(text.size()));
+                            static_cast<char>(search_flag), WZ_LBMATCH_FIRST, 1);
 }
 
 }  // namespace vsd

@@ -18,7 +18,7 @@ class SearchRunner {
  public:
   explicit SearchRunner(const ServiceView& service);
 
-  // Searches `text`, which a NUL must follow, and replaces what `entry` holds by what was found.
+  // Searches `text`, NULs included, and replaces what `entry` holds by what was found.
   void run(const SearchRow& search, std::string_view text, UserVarEntry& entry);
 
  private:

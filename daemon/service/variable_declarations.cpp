@@ -21,13 +21,17 @@ constexpr int kMaxInt = std::numeric_limits<int>::max();
 constexpr NamedValue kRequestParts[] = {{"body", static_cast<int>(RequestPart::body)},
                                         {"head", static_cast<int>(RequestPart::head)},
                                         {"url", static_cast<int>(RequestPart::url)}};
-// The numbers are the engine's.
-constexpr NamedValue kMethods[] = {{"Reverse", 1},  {"Upper", 2},     {"Lower", 3},
-                                   {"TrimLeft", 4}, {"TrimRight", 5}, {"Trim", 6}};
-constexpr NamedValue kConversions[] = {{"TextToURL", 1},    {"URLToText", 2},    {"HTMLToURL", 3},
-                                       {"URLToHTML", 4},    {"TextToHTML", 5},   {"HTMLToText", 6},
-                                       {"TextToBase64", 7}, {"Base64ToText", 8}, {"TextToHex", 9}};
-constexpr NamedValue kRegexes[] = {{"LB", 1}, {"RB", 2}};
+constexpr NamedValue kMethods[] = {
+    {"Reverse", WZ_METHOD_REVERSE},      {"Upper", WZ_METHOD_UPPER},
+    {"Lower", WZ_METHOD_LOWER},          {"TrimLeft", WZ_METHOD_TRIM_LEFT},
+    {"TrimRight", WZ_METHOD_TRIM_RIGHT}, {"Trim", WZ_METHOD_TRIM}};
+constexpr NamedValue kConversions[] = {
+    {"TextToURL", VAR_CONVERT_TEXT_TO_URL},       {"URLToText", VAR_CONVERT_URL_TO_TEXT},
+    {"HTMLToURL", VAR_CONVERT_HTML_TO_URL},       {"URLToHTML", VAR_CONVERT_URL_TO_HTML},
+    {"TextToHTML", VAR_CONVERT_TEXT_TO_HTML},     {"HTMLToText", VAR_CONVERT_HTML_TO_TEXT},
+    {"TextToBase64", VAR_CONVERT_TEXT_TO_BASE64}, {"Base64ToText", VAR_CONVERT_BASE64_TO_TEXT},
+    {"TextToHex", VAR_CONVERT_TEXT_TO_HEX}};
+constexpr NamedValue kRegexes[] = {{"LB", WZ_SEARCH_LB_IS_REGEX}, {"RB", WZ_SEARCH_RB_IS_REGEX}};
 
 void read_scratch(DeclarationFields&, const DeclarationPlace&, const Report&,
                   VariableDefinition& variable) {
@@ -95,7 +99,7 @@ void read_search(DeclarationFields& fields, const DeclarationPlace&, const Repor
     search.methods += static_cast<char>(method);
   }
   for (const int side : fields.choices("RE", kRegexes)) {
-    (side == 1 ? search.left_is_regex : search.right_is_regex) = true;
+    (side == WZ_SEARCH_LB_IS_REGEX ? search.left_is_regex : search.right_is_regex) = true;
   }
   if (search.left_is_regex) {
     check_regex("LB", search.left, report);

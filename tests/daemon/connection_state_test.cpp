@@ -55,6 +55,7 @@ TEST_F(ConnectionStateTest, FillsFromEveryPartOfTheRequest) {
            wz_request_var(url, part=url);   wz_search_var(id, LB="<id>", RB="</id>");
            wz_search_var(host, LB="Host: ", RB="\r\n", in=head);
            wz_search_var(page, LB="/test/", RB="?", in=url);
+           wz_search_var(digits, LB="/[a-z]+/", RB="?", in=url, RE=LB, Convert=TextToHex);
            wz_query_var(raw, name=q, decode=NO);
            wz_search_var(absent, LB="nowhere", RB="x");)",
         "POST /test/7?q=a%20b HTTP/1.1\r\nHost: h\r\n\r\n", body);
@@ -64,6 +65,7 @@ TEST_F(ConnectionStateTest, FillsFromEveryPartOfTheRequest) {
   EXPECT_EQ(value("id"), std::string("a\0b", 3));
   EXPECT_EQ(value("host"), "h");
   EXPECT_EQ(value("page"), "7");
+  EXPECT_EQ(value("digits"), "37");
   EXPECT_EQ(value("raw"), "a%20b");
   EXPECT_EQ(value("absent").value_or(""), "");
   EXPECT_EQ(current().bytes, static_cast<long>(value("head")->size() + body.size()));
@@ -87,12 +89,17 @@ TEST_F(ConnectionStateTest, KeepsTheBodyOutOfHeaderLookups) {
 
 TEST_F(ConnectionStateTest, FollowsChangesOfScratchVariables) {
   serve(R"(wz_scratch_var(note);
-           wz_search_var(second, LB="[", RB="]", in=note, ORD=2);)");
+           wz_search_var(all, LB="[", RB="]", in=note, ORD=ALL);
+           wz_search_var(second, LB="[", RB="]", in=note, ORD=2, Method=Upper);)");
   EXPECT_EQ(value("second"), std::nullopt) << "nothing was saved yet";
   wz_save_string("[a][b]", "note");
-  EXPECT_EQ(value("second"), "b");
+  EXPECT_EQ(value("second"), "B");
+  EXPECT_EQ(entry("all").length, 2U);
+  EXPECT_EQ(element("all", 2), "b");
   wz_save_string("[c]", "note");
   EXPECT_EQ(value("second").value_or(""), "") << "the old value is gone";
+  EXPECT_EQ(element("all", 1), "c");
+  EXPECT_EQ(entry("all").length, 1U);
 }
 
 // Every block that serving takes is given back, except what is kept for the next request.
