@@ -9,18 +9,16 @@
 #include <memory>
 #include <string>
 
+#include "fuzz/fuzz_support.h"
 #include "libwzcore/internal/trace.h"
 
 namespace {
 
+using wz::fuzz::QuietStream;
+using wz::fuzz::require;
+
 constexpr int kMaxFields = 16;
 using Splitter = int (*)(char*, char**, char*, int);
-
-void require(bool condition) {
-  if (!condition) {
-    std::abort();
-  }
-}
 
 // On a heap block of exactly the text's size, so that a step behind its end is caught.
 void split(Splitter splitter, const std::string& text, const std::string& delimiter, int capacity) {
@@ -59,23 +57,6 @@ void numbers_and_trims(std::string text) {
   const char* trimmed = wzlb_trim(text.data());
   require(trimmed + std::strlen(trimmed) <= text.data() + length);
 }
-
-// The parsers report bad input on standard error, once per input. Only the stream is replaced: the
-// fuzzer's and the sanitizers' own reports must stay visible.
-class QuietStream {
- public:
-  QuietStream() {
-    static FILE* const nowhere = std::fopen("/dev/null", "w");
-    require(nowhere != nullptr);
-    stderr = nowhere;
-  }
-  QuietStream(const QuietStream&) = delete;
-  QuietStream& operator=(const QuietStream&) = delete;
-  ~QuietStream() { stderr = before_; }
-
- private:
-  FILE* before_ = stderr;
-};
 
 }  // namespace
 

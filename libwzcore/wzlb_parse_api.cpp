@@ -58,8 +58,12 @@ constexpr char unescaped(char c) {
 
 // Rewrites the escapes of `text` in place; returns the new length.
 std::size_t resolve_escapes(char* text, std::size_t length) {
-  std::size_t out = 0;
-  for (std::size_t in = 0; in < length; ++in) {
+  const void* first = std::memchr(text, '\\', length);
+  if (first == nullptr) {
+    return length;
+  }
+  std::size_t out = static_cast<std::size_t>(static_cast<const char*>(first) - text);
+  for (std::size_t in = out; in < length; ++in) {
     const char meant = text[in] == '\\' && in + 1 < length ? unescaped(text[in + 1]) : '\0';
     in += meant != '\0' ? 1 : 0;
     text[out++] = meant != '\0' ? meant : text[in];
@@ -106,7 +110,7 @@ class DeclarationParser {
   std::size_t length_ = 0;  // bytes collected in text_
   char* at_ = work_;
   bool was_quoted_ = false;  // quotes around the value keep its blanks
-  bool in_quote_ = false;
+  bool in_quote_ = false;    // and were left open
 };
 
 // The formats of the continuations are literals of this file.
@@ -252,32 +256,39 @@ bool DeclarationParser::closes_quote(const char* quote, const char* value_start)
   return (quote - run) % 2 == 0;
 }
 
-// Collects the value behind the `=` into text_; stops at the comma or the end.
+// Collects the value behind the `=` into text_; stops at the comma or the end. Works on locals,
+// because the compiler must take every store of a character for a possible store to a member.
 bool DeclarationParser::collect_value() {
-  length_ = 0;
+  char* out = text_;
   was_quoted_ = false;
   in_quote_ = false;
-  const char* start = ++at_;
-  for (; *at_ != '\0' && (in_quote_ || *at_ != ','); ++at_) {
-    if (*at_ == '"' && !in_quote_ && at_[-1] != '\\') {
-      in_quote_ = true;
-      was_quoted_ = true;
-      length_ = 0;
+  bool quoted = false;
+  const char* const start = ++at_;
+  char* at = at_;
+  for (; *at != '\0' && (quoted || *at != ','); ++at) {
+    if (*at == '"' && !quoted && at[-1] != '\\') {
+      quoted = true;
+      out = text_;
       continue;
     }
-    if (*at_ == '"' && in_quote_ && closes_quote(at_, start)) {
+    if (*at == '"' && quoted && closes_quote(at, start)) {
+      at_ = at;
+      length_ = static_cast<std::size_t>(out - text_);
+      was_quoted_ = true;
       return end_quoted_value();
     }
-    if (!escapes_ && *at_ == '\\' && (at_[1] == '"' || at_[1] == '\\')) {
-      ++at_;
+    if (*at == '\\' && !escapes_ && (at[1] == '"' || at[1] == '\\')) {
+      ++at;
     }
-    text_[length_++] = *at_;
+    *out++ = *at;
   }
+  at_ = at;
+  length_ = static_cast<std::size_t>(out - text_);
+  in_quote_ = quoted;
   return true;
 }
 
 bool DeclarationParser::end_quoted_value() {
-  in_quote_ = false;
   at_ = skip_blanks(at_ + 1);
   if (*at_ != '\0' && *at_ != ',') {
     return fail(
