@@ -53,6 +53,32 @@ struct NameSlot {
   return static_cast<std::uint32_t>(mix(state ^ tail));
 }
 
+// Whether two names of `length` bytes are the same; inline, because the call of memcmp would cost
+// more than the comparison of a name.
+[[nodiscard]] inline bool same_name(const char* a, const char* b, std::size_t length) noexcept {
+  const auto same_word = [a, b](std::size_t at) {
+    std::uint64_t first = 0;
+    std::uint64_t second = 0;
+    std::memcpy(&first, a + at, 8);
+    std::memcpy(&second, b + at, 8);
+    return first == second;
+  };
+  if (length < 8) {
+    for (std::size_t i = 0; i < length; ++i) {
+      if (a[i] != b[i]) {
+        return false;
+      }
+    }
+    return true;
+  }
+  for (std::size_t at = 0; at + 8 < length; at += 8) {
+    if (!same_word(at)) {
+      return false;
+    }
+  }
+  return same_word(length - 8);  // may overlap the word before
+}
+
 // The code of `name`, or -1. `slots` is the table's number of slots, a power of two.
 [[nodiscard]] inline int find_name(const char* table, std::string_view name, long slots) noexcept {
   const auto* slot_of = reinterpret_cast<const NameSlot*>(table + sizeof(NameTableHeader));
@@ -64,7 +90,7 @@ struct NameSlot {
       return -1;
     }
     if (slot.hash == hash && slot.length == name.size() &&
-        std::memcmp(table + slot.name, name.data(), name.size()) == 0) {
+        same_name(table + slot.name, name.data(), name.size())) {
       return slot.code;
     }
   }
