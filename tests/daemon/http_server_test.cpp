@@ -86,6 +86,20 @@ TEST(HttpServer, TimesOutSlowRequestsAndIdleConnections) {
   EXPECT_EQ(idle.receive(), "");
 }
 
+TEST(HttpServer, ForgetsClientsThatLeaveBeforeTheirAnswer) {
+  RunningServer server({});
+  for (const bool reset : {false, true}) {
+    const RawClient client(server.port());
+    client.send(get("/slow") + get("/slow"));
+    if (reset) {
+      client.close_with_reset();
+    }
+  }
+  const RawClient other(server.port());
+  other.send(get("/slow"));  // answered after theirs were due
+  EXPECT_NE(other.receive("GET /slow 31 "), "");
+}
+
 TEST(HttpServer, FinishesDelayedAnswersBeforeItEnds) {
   RunningServer server({});
   const RawClient client(server.port());

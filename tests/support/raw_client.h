@@ -35,6 +35,12 @@ class RawClient {
 
   void end_sending() const { ::shutdown(socket_, SHUT_WR); }
 
+  // Makes the destructor reset the connection instead of ending it in order.
+  void close_with_reset() const {
+    const linger at_once{1, 0};
+    ::setsockopt(socket_, SOL_SOCKET, SO_LINGER, &at_once, sizeof at_once);
+  }
+
   // Reads until the text ends with `end`, or to the end of the connection.
   std::string receive(std::string_view end = "") const {
     std::string text;
