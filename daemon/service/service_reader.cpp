@@ -84,12 +84,12 @@ class ServiceReader {
 
  private:
   void read_declaration(std::string& text) {
-    const std::string file = service_.file.string();
+    std::string file = service_.file.string();
     // The message repeats the line and, for some errors, a value of it.
     std::string message(2 * text.size() + file.size() + 1024, '\0');
-    if (parse_api_ex(parsed_.get(), text.data(), const_cast<char*>(file.c_str()), message.data(),
-                     line_, 1, 1) != 0) {
-      report_(short_parse_message(message.c_str()));
+    if (parse_api_ex(parsed_.get(), text.data(), file.data(), message.data(), line_, 1, 1) != 0) {
+      message.resize(message.find('\0'));
+      report_(short_parse_message(message));
       return;
     }
     const std::string_view api = parsed_->api_name;
