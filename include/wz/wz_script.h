@@ -72,7 +72,7 @@ WZ_BEGIN_DECLS
 #define WZ_FLAG_URL_ENCODE 1 /**< percent-escaped: "a b&c" becomes "a%20b%26c" */
 #define WZ_FLAG_URL_DECODE 2 /**< percent-escapes resolved; a decoded NUL ends the value */
 
-/* ---- templates --------------------------------------------------------------------------------
+/* ---- templates ----
  *
  * A template is text in which {name} stands for the current value of a variable of the service:
  *
@@ -189,7 +189,7 @@ WZ_API char *check_string_buf(int total_copied, int copy_length, char *buf_ptr);
  */
 WZ_API int valid_array_idx(char *index_val);
 
-/* ---- saving and reading values ----------------------------------------------------------------
+/* ---- saving and reading values ----
  *
  * Scripts may save to scratch variables and arrays and to most variables that are filled from the
  * request; dates, index variables and the system variables are read-only. Saving to a scratch
@@ -277,7 +277,7 @@ WZ_API char *wz_get_value1_from_cptr(void);
 WZ_API int wz_save_searched_string(int in_type, char *in, int out_type, char *out, char *lb,
                                    char *rb, int ord, int start_offset, int save_len);
 
-/* ---- request ---------------------------------------------------------------------------------- */
+/* ---- request ---- */
 
 /**
  * The URL of the request, as the client sent it.
@@ -322,7 +322,7 @@ WZ_API int wz_http_req_has_validator_ims(void);
 /** 1 if the request has an If-None-Match header, else 0. */
 WZ_API int wz_http_req_has_validator_if_none_match(void);
 
-/* ---- response --------------------------------------------------------------------------------- */
+/* ---- response ---- */
 
 /**
  * Adds a header line to the response, behind the ones added before. Neither its form nor duplicates

