@@ -80,8 +80,8 @@ WZ_BEGIN_DECLS
  *     {name_N}      element N of an array, from 1
  *     {name_count}  number of elements of an array, nothing for an empty one; of other variables 1
  *                   when they have a value and 0 when not
- *     {today,%d.%m.%Y,+3}   a date variable may be followed by a format, and by a day offset, of its
- *                   own
+ *     {today,%d.%m.%Y,+3}
+ *                   a date variable may be followed by a format, and by a day offset, of its own
  *
  * The name ends at a comma, a blank, a tab or the first `}`; what follows it inside the braces is
  * dropped, except for dates. A reference that is no variable (also {name_0}, an element that the
@@ -274,6 +274,28 @@ WZ_API char *wz_get_value_from_cptr(void);
 WZ_API char *wz_get_value1_from_cptr(void);
 
 /* ---- search ---- */
+
+/**
+ * Cuts a text out of another between a left and a right boundary and delivers it to a buffer or a
+ * variable. Boundaries are compared byte for byte; texts end at their NUL.
+ *
+ * @param in_type       WZ_ARG_IS_BUF: `in` is the text. WZ_ARG_IS_PARAM: `in` names the variable
+ *                      that holds it, in up to 125 characters.
+ * @param in            The text or the name.
+ * @param out_type      WZ_ARG_IS_BUF: the found text and a NUL are copied to `out`, which must have
+ *                      room for them. WZ_ARG_IS_PARAM: it is saved into the variable that `out`
+ *                      names, as wz_save_string does.
+ * @param out           The buffer or the name.
+ * @param lb            Left boundary, not empty.
+ * @param rb            Right boundary, not empty: the first one behind the left boundary counts.
+ * @param ord           Which occurrence of `lb`: 1 and up, WZ_ORD_ANY for one at random, WZ_ORD_ALL
+ *                      for the whole input text.
+ * @param start_offset  Bytes left out at the start of what was found; a negative number is 0.
+ * @param save_len      Bytes kept of the rest at most; all of them when negative.
+ * @return              The number of values found; 0 when `out` is empty afterwards, -1 when
+ *                      nothing was found, -3, with a message on standard error, for a wrong
+ *                      argument.
+ */
 WZ_API int wz_save_searched_string(int in_type, char *in, int out_type, char *out, char *lb,
                                    char *rb, int ord, int start_offset, int save_len);
 
