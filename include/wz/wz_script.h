@@ -273,28 +273,38 @@ WZ_API char *wz_get_value_from_cptr(void);
 /** The connection's second place. */
 WZ_API char *wz_get_value1_from_cptr(void);
 
-/* ---- search ---- */
+/* ---- search ----------------------------------------------------------------------------------- */
 
 /**
- * Cuts a text out of another between a left and a right boundary and delivers it to a buffer or a
- * variable. Boundaries are compared byte for byte; texts end at their NUL.
+ * Cuts a value out of a text, between a left and a right boundary:
+ *
+ *     char id[64];
+ *     wz_save_searched_string(WZ_ARG_IS_PARAM, "body", WZ_ARG_IS_BUF, id, "<id>", "</id>", 1, 0, 63);
+ *     wz_save_searched_string(WZ_ARG_IS_BUF, id, WZ_ARG_IS_PARAM, "suffix", "-", "-", 1, 0, -1);
+ *
+ * Boundaries are plain text, compared byte for byte. Occurrence N starts behind the N-th left
+ * boundary and ends before the first right boundary after it.
  *
  * @param in_type       WZ_ARG_IS_BUF: `in` is the text. WZ_ARG_IS_PARAM: `in` names the variable
- *                      that holds it, in up to 125 characters.
- * @param in            The text or the name.
- * @param out_type      WZ_ARG_IS_BUF: the found text and a NUL are copied to `out`, which must have
- *                      room for them. WZ_ARG_IS_PARAM: it is saved into the variable that `out`
- *                      names, as wz_save_string does.
- * @param out           The buffer or the name.
- * @param lb            Left boundary, not empty.
- * @param rb            Right boundary, not empty: the first one behind the left boundary counts.
- * @param ord           Which occurrence of `lb`: 1 and up, WZ_ORD_ANY for one at random, WZ_ORD_ALL
- *                      for the whole input text.
- * @param start_offset  Bytes left out at the start of what was found; a negative number is 0.
- * @param save_len      Bytes kept of the rest at most; all of them when negative.
- * @return              The number of values found; 0 when `out` is empty afterwards, -1 when
- *                      nothing was found, -3, with a message on standard error, for a wrong
- *                      argument.
+ *                      (or array element, `items_2`) that holds it, by at most 125 characters; a
+ *                      value's text ends at its first NUL.
+ * @param out_type,out  WZ_ARG_IS_BUF: the buffer that receives the value and a NUL; its size is not
+ *                      known, so limit `save_len`, or give it the size of the text. It may be `in`.
+ *                      WZ_ARG_IS_PARAM: the name of the variable to save to.
+ * @param lb,rb         Boundaries, not empty.
+ * @param ord           Occurrence from 1, WZ_ORD_ANY, or WZ_ORD_ALL, which counts the occurrences
+ *                      and delivers the whole text.
+ * @param start_offset  Bytes of the value to skip; below 0 counts as 0.
+ * @param save_len      Bytes of the value to deliver at most, counted behind the skipped ones; below
+ *                      0 is no limit. Neither applies to the text of WZ_ORD_ALL.
+ * @return              The number of values found: 1, or the count for WZ_ORD_ALL.
+ *                      0 when `out` is empty afterwards: an empty value was copied to a buffer.
+ *                      -1 when nothing was found; the empty text is delivered (the whole text for
+ *                      WZ_ORD_ALL). WZ_ORD_ANY into a buffer returns 0 then.
+ *                      -3 when an argument was refused, with a message on standard error: an
+ *                      unknown kind or a null for the input, empty boundaries, another ordinal; or,
+ *                      without one, a null `out`. An unknown output kind gives a message, nothing
+ *                      is delivered, and the result is as above.
  */
 WZ_API int wz_save_searched_string(int in_type, char *in, int out_type, char *out, char *lb,
                                    char *rb, int ord, int start_offset, int save_len);

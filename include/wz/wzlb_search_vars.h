@@ -2,9 +2,12 @@
  * The search engine: values cut out of a text between a left and a right boundary.
  *
  * Occurrences are counted by the left boundary: occurrence N starts behind the N-th left boundary
- * (boundaries do not overlap) and ends before the first right boundary after it. Texts and
- * boundaries are bytes; values may hold NULs. Values that the engine stores are tracked heap blocks
- * with a NUL behind them.
+ * (boundaries do not overlap) and ends before the first right boundary after it, so occurrences may
+ * lie within each other. Searched texts are ranges of bytes; boundaries are NUL-terminated; values
+ * may hold NULs. Values that the engine stores are tracked heap blocks with a NUL behind them.
+ *
+ * No function keeps a pointer that it was given, and none locks: an entry or a temporary array
+ * belongs to one thread at a time. The random choices use a generator per thread, seeded once.
  */
 #ifndef WZLB_SEARCH_VARS_H
 #define WZLB_SEARCH_VARS_H
@@ -44,12 +47,12 @@ WZ_BEGIN_DECLS
 #define WZ_SEARCH_RB_IS_REGEX 2
 
 /* `lbmatch`: which left boundary counts when several stand before the right one. */
-#define WZ_LBMATCH_FIRST 0
-#define WZ_LBMATCH_CLOSEST 1
+#define WZ_LBMATCH_FIRST 0   /* each: "((a)" has the occurrences "(a" and "a" */
+#define WZ_LBMATCH_CLOSEST 1 /* the last; those before it do not count: "((a)" has only "a" */
 
-/** Occurrences collected for the random choices. */
+/** Values collected before they have an owner. */
 typedef struct TempArrayNodeVar {
-  int count_ord;        /**< occurrences seen, collected or not */
+  int count_ord;        /**< the collector's own count of occurrences; the library never uses it */
   int total_tmp_tagvar; /**< entries used */
   int max_tmp_tagvar;   /**< entries allocated */
   ArrayValEntry *tempTagArrayVal;
@@ -74,8 +77,8 @@ typedef struct Search_var_param {
  * @param start_offset  Bytes of the value to skip; below 0 counts as 0.
  * @param save_len      Bytes to keep at most; below 0 keeps the rest, 0 keeps nothing.
  * @param save_count    Out: number of values found (1 for a single occurrence also when its text is
- *                      empty, the number of occurrences for WZ_ORD_ALL), 0 or -1 when there is
- * none.
+ *                      empty, the number of occurrences for WZ_ORD_ALL); when there is none, -1 for
+ *                      WZ_ORD_ANY and 0 otherwise. May be null.
  * @return              The value, "" when nothing was found; null when the call was refused.
  */
 WZ_API char *wzlb_save_searched_string(char *in, char *lb, char *rb, int ord, int start_offset,
@@ -83,23 +86,29 @@ WZ_API char *wzlb_save_searched_string(char *in, char *lb, char *rb, int ord, in
 
 /**
  * The engine: searches `buf_ptr`..`end_ptr` and stores what it finds in `uservartable_entry`,
- * releasing what the entry held. Nothing outside that range is read.
+ * releasing what the entry held. Nothing outside that range is read, and it need not end in a NUL.
+ * A null or reversed range is an empty text.
  *
  * @param var_name           Name for trace lines.
  * @param lb,rb              Boundaries; ignored where a regular expression takes their place.
  * @param offset,var_length  As start_offset and save_len of wzlb_save_searched_string.
  * @param string_found_flag  Out, may be null: 1 when something was found, else 0.
  * @param req_ord            Occurrence from 1, WZ_ORD_ALL (the entry becomes an array),
- *                           WZ_ORD_ANY or ORD_ANY_NON_EMPTY.
+ *                           WZ_ORD_ANY or ORD_ANY_NON_EMPTY; anything else finds nothing. The
+ *                           values of WZ_ORD_ALL may take 64 MiB together, or the length of the
+ *                           text if that is more: overlapping ones beyond that are left out.
  * @param convert            VAR_CONVERT_..., 0 for none.
  * @param method             0 switches the methods off.
  * @param retain_pre_value   Non-zero: an entry keeps its value when nothing is found; otherwise
- *                           it becomes null with length 0.
+ *                           it becomes null (for WZ_ORD_ALL an array) with length 0.
  * @param method_type        `total_method` characters, each a WZ_METHOD_..., applied in order.
  * @param ignore_case        1: plain boundaries match without regard to case.
- * @param preg_lb,preg_rb    Compiled POSIX expressions, used where `search_flag` says so.
+ * @param preg_lb,preg_rb    POSIX expressions, compiled without REG_NOSUB; case is theirs to
+ *                           settle. May match the empty text, as `^` and `$` do.
+ * @param search_flag        WZ_SEARCH_..._IS_REGEX bits: which of them take the place of lb and rb.
+ *                           A null expression leaves the plain text in force.
  * @param lbmatch            WZ_LBMATCH_...
- * @param full_buffer_len    Non-zero marks a buffer that may hold NULs; for trace lines.
+ * @param full_buffer_len    Non-zero marks a buffer that may hold NULs; for trace lines only.
  * @return                   The occurrence chosen for the random ordinals (-1 when there is none),
  *                           else the number of values found.
  */
@@ -116,7 +125,10 @@ WZ_API int wzlb_get_search_var_value(char *var_name, char *lb, char *rb, int off
  * tracked copy into `element`, whose former value the caller has released. A value of no length, or
  * with the offset at or beyond its end, is stored as null.
  *
- * @return  0.
+ * @param value,value_length  The bytes found; not changed.
+ * @param offset,var_length,convert,method_type,total_method  As for wzlb_get_search_var_value.
+ * @param element             Out: the copy, released with WZLB_FREE, and its length.
+ * @return                    0.
  */
 WZ_API int wzlb_save_search_var_value(char *var_name, char *value, int value_length, int offset,
                                       int var_length, char convert, char *method_type,
@@ -124,7 +136,8 @@ WZ_API int wzlb_save_search_var_value(char *var_name, char *value, int value_len
 
 /**
  * Applies value methods, in the order listed, to the `*length` bytes at `value`, in place.
- * `*length` becomes the new length, counted up to the first NUL after each method.
+ * `*length` becomes the new length, counted up to the first NUL after each method, so the first
+ * method cuts a value at its first NUL.
  *
  * @return  Where the value starts now, within the same bytes; a NUL stands behind it.
  */
@@ -133,7 +146,9 @@ WZ_API char *get_search_final_val(char *value, int *length, char *method_type, i
 /**
  * Converts a value.
  *
- * @param convert      VAR_CONVERT_...; any other code copies.
+ * @param convert      VAR_CONVERT_...; any other code copies. URL and HTML conversions end at a
+ *                     decoded NUL. Base64 whose length is no multiple of 4 goes to the decoder for
+ *                     text, which skips line breaks and stops at a decoded NUL.
  * @param usr_val      Out: a tracked block with the converted value and a NUL; the caller frees it.
  * @param var_value    The value; writable, with a NUL (or a byte that may be overwritten for the
  *                     duration of the call) behind it.
@@ -146,7 +161,9 @@ WZ_API void do_search_var_encoding(char convert, char **usr_val, char *var_value
 /**
  * Finds a boundary.
  *
- * @param ignore_case      1: without regard to case, up to the NUL of `str`.
+ * @param str,sub_str      Where to search and what; null finds nothing.
+ * @param ignore_case      1: without regard to case, up to the NUL of `str`, whatever
+ *                         `binary_flag` says.
  * @param full_buffer_len  Bytes of `str` to search when `binary_flag` is set.
  * @param length           Bytes of `sub_str` when `binary_flag` is set.
  * @param binary_flag      Non-zero: bytes; zero: NUL-terminated texts.

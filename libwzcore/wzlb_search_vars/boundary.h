@@ -14,14 +14,17 @@ struct BoundaryMatch {
   std::size_t end;
 };
 
+// How a plain boundary is compared with the text.
+enum class Matching { kText, kBytes, kIgnoringCase };
+
 // A left or right boundary: a plain text or a regular expression.
 struct Boundary {
   std::string_view text;
   regex_t* regex = nullptr;  // takes the place of `text` when set
-  bool ignores_case = false;
+  Matching matching = Matching::kText;
 
-  // The first match in `range` at or behind `from`. An expression that matches the empty text
-  // matches nothing, or the search would never move on.
+  // The first match in `range` at or behind `from`. Expressions may match the empty text, an empty
+  // plain text never matches.
   [[nodiscard]] std::optional<BoundaryMatch> find(std::string_view range, std::size_t from) const;
 };
 

@@ -123,15 +123,16 @@ constexpr Conversion kConversions[] = {
     {"VAR_CONVERT_TEXT_TO_HEX", hex_encode},
 };
 
-char* reverse(char* value, int length) {
-  std::reverse(value, value + length);
+// The helpers work on text: what stands behind a first NUL is left alone, and lost to the value.
+char* reverse(char* value) {
+  std::reverse(value, value + std::strlen(value));
   return value;
 }
 
-char* apply_method(char method, char* value, int length) {
-  switch (method & 0xF) {  // the numbers, also written as digits
+char* apply_method(char method, char* value) {
+  switch (method >= '0' ? method - '0' : method) {
     case WZ_METHOD_REVERSE:
-      return reverse(value, length);
+      return reverse(value);
     case WZ_METHOD_UPPER:
       return wzlb_strupper(value);
     case WZ_METHOD_LOWER:
@@ -152,7 +153,7 @@ char* apply_method(char method, char* value, int length) {
 
 char* get_search_final_val(char* value, int* length, char* method_type, int total_method) {
   for (int i = 0; i < total_method && method_type != nullptr; ++i) {
-    value = wz::apply_method(method_type[i], value, *length);
+    value = wz::apply_method(method_type[i], value);
     *length = static_cast<int>(std::strlen(value));
   }
   return value;
@@ -161,12 +162,13 @@ char* get_search_final_val(char* value, int* length, char* method_type, int tota
 void do_search_var_encoding(char convert, char** usr_val, char* var_value, unsigned int* var_length,
                             short binary_flag) {
   const auto code = static_cast<unsigned char>(convert);
-  if (code == 0 || code >= std::size(wz::kConversions) || *var_length == 0) {
+  if (code == 0 || code >= std::size(wz::kConversions)) {
     *usr_val = wz::copy_bytes(var_value, *var_length);
     return;
   }
   const wz::Conversion& conversion = wz::kConversions[code];
-  *usr_val = conversion.convert(var_value, *var_length);
+  // The codecs take a length of 0 for "up to the NUL"; every conversion of nothing is nothing.
+  *usr_val = *var_length > 0 ? conversion.convert(var_value, *var_length) : wz::copy_bytes("", 0);
   WZLB_TRACE(WZLB_LEVEL_3, WZLB_MODULE_SEARCH, "%s value = %s, length = %u, binary_flag = %d",
              conversion.name, *usr_val, *var_length, binary_flag);
 }
@@ -184,6 +186,9 @@ int hex_to_ascii(char c, char d) {
 }
 
 void convert_hex_to_char(char* ptr, char* dest_buf) {
+  if (ptr == nullptr || dest_buf == nullptr) {
+    return;
+  }
   for (; ptr[0] != '\0' && ptr[1] != '\0'; ptr += 2) {
     *dest_buf++ = static_cast<char>(hex_to_ascii(ptr[0], ptr[1]));
   }

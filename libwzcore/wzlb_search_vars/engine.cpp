@@ -1,9 +1,11 @@
 // The engine: walks the occurrences of a pair of boundaries and stores one or all of their values.
+#include <unistd.h>
 #include <wz/wzlb_alloc.h>
 #include <wz/wzlb_search_vars.h>
 
 #include <algorithm>
 #include <cstring>
+#include <ctime>
 #include <random>
 
 #include "libwzcore/internal/trace.h"
@@ -27,62 +29,102 @@ struct Search {
   char* methods;
   int total_methods;
 
+  short binary_flag;
+
+  // Bytes of a value that offset and length leave.
+  [[nodiscard]] std::size_t kept(std::string_view value) const {
+    const std::size_t rest = value.size() - std::min(value.size(), skipped());
+    return max_length < 0 ? rest : std::min(rest, static_cast<std::size_t>(max_length));
+  }
+  [[nodiscard]] std::size_t skipped() const {
+    return static_cast<std::size_t>(std::max(offset, 0));
+  }
+
   void store(std::string_view value, ArrayValEntry& element) const {
-    const bool may_hold_nul =
-        !value.empty() && std::memchr(value.data(), 0, value.size()) != nullptr;
     wzlb_save_search_var_value(var_name, const_cast<char*>(value.data()),
                                static_cast<int>(value.size()), offset, max_length, convert, methods,
-                               total_methods, &element, may_hold_nul ? 1 : 0);
+                               total_methods, &element, binary_flag);
   }
 };
 
 // Goes from one occurrence to the next. Occurrence N is the N-th left boundary with the first right
 // boundary behind it; the count goes on behind the left boundary, so occurrences may share a right
-// one.
+// one. With `closest_left`, left boundaries that another one follows before the right boundary do
+// not count.
 class Occurrences {
  public:
   explicit Occurrences(const Search& search) : search_(search) {}
 
   // Moves to the next left boundary; false when there is none.
   bool next() {
-    const auto left = search_.left.find(search_.text, from_);
+    auto left = search_.left.find(search_.text, resume_);
     if (!left) {
       return false;
     }
-    from_ = left->end;
+    enter(*left);
+    if (search_.closest_left && find_right()) {
+      const std::string_view before = search_.text.substr(0, right_.begin);
+      while ((left = search_.left.find(before, resume_))) {
+        enter(*left);
+      }
+    }
     ++count_;
     return true;
   }
 
   // The value behind the current left boundary; false when no right boundary follows.
-  bool value(std::string_view& value) const {
-    const auto right = search_.right.find(search_.text, from_);
-    if (!right) {
+  bool value(std::string_view& value) {
+    if (!find_right()) {
       return false;
     }
-    std::size_t begin = from_;
-    while (search_.closest_left) {
-      const auto closer = search_.left.find(search_.text.substr(0, right->begin), begin);
-      if (!closer) {
-        break;
-      }
-      begin = closer->end;
-    }
-    value = search_.text.substr(begin, right->begin - begin);
+    value = search_.text.substr(begin_, right_.begin - begin_);
     return true;
   }
 
   [[nodiscard]] int count() const { return count_; }
 
+  void trace_nothing_found() const {
+    WZLB_TRACE(WZLB_LEVEL_3, WZLB_MODULE_SEARCH, "%s",
+               count_ == 0 ? "LB not found for search var" : "RB not found for search var");
+  }
+
  private:
+  void enter(const BoundaryMatch& left) {
+    begin_ = left.end;
+    resume_ = left.end + (left.end == left.begin ? 1 : 0);  // an empty match must not come again
+  }
+
+  // A right boundary stays the first one for all left boundaries before it, so that many of them
+  // cost one search.
+  bool find_right() {
+    if (right_state_ == kFound && right_.begin < begin_) {
+      right_state_ = kUnknown;
+    }
+    if (right_state_ == kUnknown) {
+      const auto right = search_.right.find(search_.text, begin_);
+      right_state_ = right ? kFound : kNone;
+      right_ = right.value_or(BoundaryMatch{});
+    }
+    return right_state_ == kFound;
+  }
+
   const Search& search_;
-  std::size_t from_ = 0;
+  BoundaryMatch right_{};
+  enum { kUnknown, kFound, kNone } right_state_ = kUnknown;
+  std::size_t begin_ = 0;   // of the current value
+  std::size_t resume_ = 0;  // where to look for the next left boundary
   int count_ = 0;
 };
 
-// Seeded once per thread; a random choice among occurrences needs no better generator.
+// Seeded once per thread from the kernel; a choice among occurrences needs no better generator.
 int random_below(int bound) {
-  thread_local std::minstd_rand generator{std::random_device{}()};
+  thread_local std::minstd_rand generator = [] {
+    unsigned int seed = 0;
+    if (getentropy(&seed, sizeof seed) != 0) {
+      seed = static_cast<unsigned int>(std::time(nullptr));
+    }
+    return std::minstd_rand(seed);
+  }();
   return std::uniform_int_distribution<int>(0, bound - 1)(generator);
 }
 
@@ -123,15 +165,33 @@ Found search_single(const Search& search, int ordinal) {
   return found;
 }
 
+// Values that share a right boundary overlap: a text of left boundaries alone would make values of
+// half its length squared. So all values together may take this much, and distinct ones always fit.
+std::size_t room_for_all(std::string_view text) {
+  constexpr std::size_t kMinimum = 64UL << 20U;  // bytes
+  return std::max(kMinimum, text.size());
+}
+
 Found search_all(const Search& search) {
   Found found;
   Occurrences occurrences(search);
-  std::string_view value;
-  while (occurrences.next() && occurrences.value(value)) {
+  const std::size_t room = room_for_all(search.text);
+  std::size_t used = 0;
+  for (std::string_view value; occurrences.next() && occurrences.value(value);) {
+    used += search.kept(value);
+    if (used > room) {
+      WZLB_TRACE(WZLB_LEVEL_1, WZLB_MODULE_SEARCH,
+                 "Values of %s overlap and take too much memory. Keeping the first %d",
+                 search.var_name, found.all.total_tmp_tagvar);
+      break;
+    }
     const int row = create_temparrayval_table_entry(&found.all);
     search.store(value, found.all.tempTagArrayVal[row]);
   }
   found.values = found.all.total_tmp_tagvar;
+  if (found.values == 0) {
+    occurrences.trace_nothing_found();
+  }
   found.result = found.values;
   return found;
 }
@@ -142,10 +202,12 @@ Found search_any(const Search& search, bool non_empty) {
   found.result = -1;
   int candidates = 0;
   std::string_view value;
-  for (Occurrences count(search); count.next() && count.value(value);) {
+  Occurrences all(search);
+  while (all.next() && all.value(value)) {
     candidates += non_empty && value.empty() ? 0 : 1;
   }
   if (candidates == 0) {
+    all.trace_nothing_found();
     return found;
   }
   int skip = random_below(candidates);
@@ -238,7 +300,7 @@ int wzlb_get_search_var_value(char* var_name, char* lb, char* rb, int offset, in
   if (string_found_flag != nullptr) {
     *string_found_flag = 0;
   }
-  if (uservartable_entry == nullptr || buf_ptr == nullptr || end_ptr < buf_ptr) {
+  if (uservartable_entry == nullptr) {
     return 0;
   }
   char no_name[] = "";
@@ -248,20 +310,26 @@ int wzlb_get_search_var_value(char* var_name, char* lb, char* rb, int offset, in
              "var_length = %d, full_buffer_len = %d",
              name, lb != nullptr ? lb : "", rb != nullptr ? rb : "", req_ord, offset, var_length,
              full_buffer_len);
-  const bool ignores_case = ignore_case == 1;
+  const bool has_text = buf_ptr != nullptr && end_ptr >= buf_ptr;
+  const short binary_flag = full_buffer_len != 0 ? 1 : 0;
+  const auto matching = ignore_case == 1   ? wz::Matching::kIgnoringCase
+                        : binary_flag != 0 ? wz::Matching::kBytes
+                                           : wz::Matching::kText;
   const bool left_is_regex = (search_flag & WZ_SEARCH_LB_IS_REGEX) != 0;
   const bool right_is_regex = (search_flag & WZ_SEARCH_RB_IS_REGEX) != 0;
   const wz::Search search{
       .var_name = name,
-      .text = {buf_ptr, static_cast<std::size_t>(end_ptr - buf_ptr)},
-      .left = {wz::view_of(lb), left_is_regex ? preg_lb : nullptr, ignores_case},
-      .right = {wz::view_of(rb), right_is_regex ? preg_rb : nullptr, ignores_case},
+      .text = has_text ? std::string_view(buf_ptr, static_cast<std::size_t>(end_ptr - buf_ptr))
+                       : std::string_view(),
+      .left = {wz::view_of(lb), left_is_regex ? preg_lb : nullptr, matching},
+      .right = {wz::view_of(rb), right_is_regex ? preg_rb : nullptr, matching},
       .closest_left = lbmatch == WZ_LBMATCH_CLOSEST,
       .offset = offset,
       .max_length = var_length,
       .convert = convert,
       .methods = method_type,
       .total_methods = method != 0 ? total_method : 0,
+      .binary_flag = binary_flag,
   };
   const wz::Found found = wz::run_search(search, req_ord);
   if (string_found_flag != nullptr) {

@@ -3,7 +3,6 @@
 #include <wz/wzlb_search_vars.h>
 
 #include <cstdio>
-#include <cstring>
 #include <string_view>
 #include <utility>
 
@@ -26,11 +25,30 @@ int search_text(std::string_view text, char* lb, char* rb, int ord, int start_of
                                    0, WZ_LBMATCH_FIRST, 0);
 }
 
-char* copy_of(const char* bytes, std::size_t length) {
-  char* copy = static_cast<char*>(WZLB_MALLOC(length + 1, "out_buf_ptr"));
-  std::memcpy(copy, bytes, length);
-  copy[length] = '\0';
+char* copy_of(std::string_view text) {
+  char* copy = static_cast<char*>(WZLB_MALLOC(text.size() + 1, "out_buf_ptr"));
+  text.copy(copy, text.size());
+  copy[text.size()] = '\0';
   return copy;
+}
+
+// All occurrences are counted, but the text itself is the result, deliberately: scripts cut it up
+// on their own. So nothing of the values is kept.
+char* count_all(std::string_view text, char* lb, char* rb, int start_offset, int& count) {
+  UserVarEntry values{};
+  count = search_text(text, lb, rb, WZ_ORD_ALL, start_offset, 0, values);
+  free_var_value(&values);
+  return copy_of(text);
+}
+
+// Takes the value out of the holder instead of copying it.
+char* take_value(UserVarEntry& holder) {
+  WZLB_TRACE(WZLB_LEVEL_3, WZLB_MODULE_SEARCH, "searchin_uvtable->length = %d",
+             static_cast<int>(holder.length));
+  char* value = std::exchange(holder.value.value, nullptr);
+  WZLB_TRACE(WZLB_LEVEL_3, WZLB_MODULE_SEARCH, "Freeing searchin_uvtable");
+  free_var_value(&holder);
+  return value != nullptr ? value : copy_of("");
 }
 
 }  // namespace
@@ -65,23 +83,16 @@ char* wzlb_save_searched_string(char* in, char* lb, char* rb, int ord, int start
   WZLB_TRACE(WZLB_LEVEL_3, WZLB_MODULE_SEARCH, "searchin_uvtable = %p",
              static_cast<void*>(&holder));
   const std::string_view text = in;
+  if (ord == WZ_ORD_ALL) {
+    return wz::count_all(text, lb, rb, start_offset, count);
+  }
+  if (ord == WZ_ORD_ANY) {
+    WZLB_TRACE(WZLB_LEVEL_3, WZLB_MODULE_SEARCH, "Case Of ord any");
+  }
   count = wz::search_text(text, lb, rb, ord, start_offset, save_len, holder);
   if (ord == WZ_ORD_ANY && count > 0) {
     // The first run has chosen; the second fetches what it chose.
     count = wz::search_text(text, lb, rb, count, start_offset, save_len, holder);
   }
-  WZLB_TRACE(WZLB_LEVEL_3, WZLB_MODULE_SEARCH, "searchin_uvtable->length = %d",
-             static_cast<int>(holder.length));
-  char* result = nullptr;
-  if (ord == WZ_ORD_ALL) {
-    // All occurrences are counted, but the text itself is the result, deliberately.
-    result = wz::copy_of(text.data(), text.size());
-  } else if (holder.value.value != nullptr) {
-    result = std::exchange(holder.value.value, nullptr);  // handed over instead of copied
-  } else {
-    result = wz::copy_of("", 0);
-  }
-  WZLB_TRACE(WZLB_LEVEL_3, WZLB_MODULE_SEARCH, "Freeing searchin_uvtable");
-  free_var_value(&holder);
-  return result;
+  return wz::take_value(holder);
 }

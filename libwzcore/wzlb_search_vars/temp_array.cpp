@@ -2,11 +2,12 @@
 #include <wz/wzlb_alloc.h>
 #include <wz/wzlb_search_vars.h>
 
+#include <algorithm>
 #include <cstddef>
 
 namespace {
 
-constexpr int kGrowth = 16;  // rows
+constexpr int kFirstRows = 16;
 
 }  // namespace
 
@@ -21,7 +22,7 @@ int create_temparrayval_table_entry(TempArrayNodeVar* temp_array) {
     return -1;
   }
   if (temp_array->total_tmp_tagvar == temp_array->max_tmp_tagvar) {
-    temp_array->max_tmp_tagvar += kGrowth;
+    temp_array->max_tmp_tagvar = std::max(kFirstRows, 2 * temp_array->max_tmp_tagvar);
     const auto rows = static_cast<std::size_t>(temp_array->max_tmp_tagvar);
     temp_array->tempTagArrayVal = static_cast<ArrayValEntry*>(WZLB_REALLOC(
         temp_array->tempTagArrayVal, rows * sizeof(ArrayValEntry), "tempTagArrayVal", -1));

@@ -23,34 +23,12 @@ char* value_of(const char* name) {
   return wz_eval_string(reference.data());
 }
 
-}  // namespace
-}  // namespace wz::script
+bool is_argument_kind(int kind) {
+  return kind == WZ_ARG_IS_BUF || kind == WZ_ARG_IS_PARAM;
+}
 
-int wz_save_searched_string(int in_type, char* in, int out_type, char* out, char* lb, char* rb,
-                            int ord, int start_offset, int save_len) {
-  using namespace wz::script;
-  VSD_TRACE(WZLB_LEVEL_3, kModuleApi, "Method called");
-  if (in_type != WZ_ARG_IS_BUF && in_type != WZ_ARG_IS_PARAM) {
-    std::fputs(
-        "Error: wz_save_searched_string(): Input type must be either WZ_ARG_IS_BUF or "
-        "WZ_ARG_IS_PARAM.",
-        stderr);
-    return kRefused;
-  }
-  char* text = in_type == WZ_ARG_IS_PARAM && in != nullptr ? value_of(in) : in;
-  if (text == nullptr || out == nullptr) {
-    std::fputs(
-        "Error: wz_save_searched_string(): Input buffer is empty. Input buffer should not be "
-        "empty.\n",
-        stderr);
-    return kRefused;
-  }
-  int save_count = 0;
-  char* result = wzlb_save_searched_string(text, lb, rb, ord, start_offset, save_len, &save_count);
-  if (result == nullptr) {
-    return kRefused;
-  }
-  VSD_TRACE(WZLB_LEVEL_3, kModuleApi, "out_buf_ptr = [%s]", result);
+// An unknown kind is reported, and the search counts all the same.
+void deliver(const char* result, int out_type, char* out) {
   if (out_type == WZ_ARG_IS_BUF) {
     std::strcpy(out, result);  // the caller's buffer has room for the longest value it expects
   } else if (out_type == WZ_ARG_IS_PARAM) {
@@ -61,9 +39,44 @@ int wz_save_searched_string(int in_type, char* in, int out_type, char* out, char
         "WZ_ARG_IS_PARAM.",
         stderr);
   }
+}
+
+}  // namespace
+}  // namespace wz::script
+
+int wz_save_searched_string(int in_type, char* in, int out_type, char* out, char* lb, char* rb,
+                            int ord, int start_offset, int save_len) {
+  using namespace wz::script;
+  VSD_TRACE(WZLB_LEVEL_3, kModuleApi, "Method called");
+  if (!is_argument_kind(in_type)) {
+    std::fputs(
+        "Error: wz_save_searched_string(): Input type must be either WZ_ARG_IS_BUF or "
+        "WZ_ARG_IS_PARAM.",
+        stderr);
+    return kRefused;
+  }
+  char* text = in_type == WZ_ARG_IS_PARAM && in != nullptr ? value_of(in) : in;
+  if (text == nullptr) {
+    std::fputs(
+        "Error: wz_save_searched_string(): Input buffer is empty. Input buffer should not be "
+        "empty.\n",
+        stderr);
+    return kRefused;
+  }
+  if (out == nullptr && is_argument_kind(out_type)) {
+    return kRefused;
+  }
+  int save_count = 0;
+  char* result = wzlb_save_searched_string(text, lb, rb, ord, start_offset, save_len, &save_count);
+  if (result == nullptr) {
+    return kRefused;
+  }
+  VSD_TRACE(WZLB_LEVEL_3, kModuleApi, "out_buf_ptr = [%s]", result);
+  deliver(result, out_type, out);
   WZLB_FREE(result, "out_buf_ptr", -1);
   if (save_count == 0) {
     return kNothingSaved;
   }
-  return out[0] != '\0' ? save_count : 0;
+  // `out` is examined whatever its kind: a variable's name is as good as a text, deliberately.
+  return out == nullptr || out[0] != '\0' ? save_count : 0;
 }
