@@ -5,7 +5,6 @@
 
 #include <emmintrin.h>
 
-#include <algorithm>
 #include <bit>
 #include <cstring>
 
@@ -25,13 +24,17 @@ class Pattern {
   explicit Pattern(std::string_view text)
       : text_(text), first_(_mm_set1_epi8(text.front())), last_(_mm_set1_epi8(text.back())) {}
 
-  // The first match that starts in the block at `block`; counts places that only looked like one.
-  const char* find_in_block(const char* block, std::size_t& misses) const {
+  // One bit for each place of the block where the text may start.
+  [[nodiscard]] unsigned int candidates(const char* block) const {
     const __m128i same = _mm_and_si128(_mm_cmpeq_epi8(load(block), first_),
                                        _mm_cmpeq_epi8(load(block + text_.size() - 1), last_));
-    auto places = static_cast<unsigned int>(_mm_movemask_epi8(same));
-    for (; places != 0; places &= places - 1) {
-      const char* place = block + std::countr_zero(places);
+    return static_cast<unsigned int>(_mm_movemask_epi8(same));
+  }
+
+  // The first candidate that is a match; counts those that are not.
+  const char* find_match(const char* block, unsigned int candidates, std::size_t& misses) const {
+    for (; candidates != 0; candidates &= candidates - 1) {
+      const char* place = block + std::countr_zero(candidates);
       if (std::memcmp(place, text_.data(), text_.size()) == 0) {
         return place;
       }
@@ -71,21 +74,23 @@ const char* find_bytes(std::string_view range, std::string_view text) noexcept {
     return find_one_by_one(range.data(), last_place + 1, text);
   }
   const Pattern pattern(text);
-  const char* const last_block = last_place + 1 - kLanes;
-  const char* block = range.data();
-  for (std::size_t misses = 0, allowed = kFreeMisses;; ++allowed) {
-    if (const char* found = pattern.find_in_block(block, misses); found != nullptr) {
+  const char* const last_block = last_place + 1 - kLanes;  // may overlap the one before
+  std::size_t misses = 0;
+  for (const char* block = range.data(); block < last_block; block += kLanes) {
+    const unsigned int candidates = pattern.candidates(block);
+    if (candidates == 0) [[likely]] {
+      continue;
+    }
+    if (const char* found = pattern.find_match(block, candidates, misses); found != nullptr) {
       return found;
     }
-    if (block == last_block) {
-      return nullptr;
-    }
-    block = std::min(block + kLanes, last_block);  // the last one may overlap the one before
-    if (misses > allowed) {
+    if (misses > kFreeMisses + static_cast<std::size_t>(block - range.data()) / kLanes) {
+      const char* rest = block + kLanes;
       return static_cast<const char*>(
-          memmem(block, static_cast<std::size_t>(end - block), text.data(), text.size()));
+          memmem(rest, static_cast<std::size_t>(end - rest), text.data(), text.size()));
     }
   }
+  return pattern.find_match(last_block, pattern.candidates(last_block), misses);
 }
 
 }  // namespace wz

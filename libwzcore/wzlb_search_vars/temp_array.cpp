@@ -47,9 +47,10 @@ void free_var_value(UserVarEntry* entry) {
   if (entry == nullptr) {
     return;
   }
-  if ((entry->flags & WZ_USER_VAR_IS_ARRAY) == 0) {
+  const bool is_array = (entry->flags & WZ_USER_VAR_IS_ARRAY) != 0;
+  if (!is_array && entry->value.value != nullptr) {
     WZLB_FREE(entry->value.value, "value_ptr->value.value", -1);
-  } else if (entry->value.array != nullptr) {
+  } else if (is_array && entry->value.array != nullptr) {
     for (unsigned i = 0; i < entry->length; ++i) {
       WZLB_FREE(entry->value.array[i].value, "value_ptr->value.array.value", static_cast<int>(i));
     }
