@@ -45,12 +45,11 @@ std::size_t printed_length(int printed, std::size_t size) {
   return printed < 0 ? 0 : std::min(static_cast<std::size_t>(printed), size - 1);
 }
 
-// Writes the text and its closing; the text is cut so that both fit the buffer.
-void write_exit_text(int fd, char* buffer, std::size_t size, std::size_t length) {
+// Puts the closing behind the text, which is cut so that both fit the buffer.
+void append_closing(char* buffer, std::size_t size, std::size_t length) {
   const std::size_t room = size > sizeof kExitClosing ? size - sizeof kExitClosing : 0;
   const std::size_t start = std::min(length, room);
   std::snprintf(buffer + start, size - start, "%s", kExitClosing);
-  [[maybe_unused]] const ssize_t written = write(fd, buffer, std::strlen(buffer));
 }
 
 }  // namespace
@@ -93,8 +92,11 @@ void wzlb_exit(int exit_status, int trace_fd, char* buffer, int buffer_size, cha
                      size - head_length);
   va_end(arguments);
   std::fprintf(stderr, "%s\n", text + head_length);
-  if (exit_status != 0 && trace_fd >= 0) {
-    write_exit_text(trace_fd, text, size, head_length + message_length);
+  if (exit_status != 0) {
+    append_closing(text, size, head_length + message_length);
+    if (trace_fd >= 0) {
+      [[maybe_unused]] const ssize_t written = write(trace_fd, text, std::strlen(text));
+    }
   }
   exit_once(exit_status);
 }

@@ -9,6 +9,7 @@
 #include <cerrno>
 #include <cstdarg>
 #include <cstdio>
+#include <cstdlib>
 #include <cstring>
 #include <ctime>
 
@@ -98,12 +99,15 @@ void open_debug_stream() {
 }  // namespace
 
 char* get_cur_date_time(void) {
-  // The conversion is repeated only when the second changes.
+  // The conversion is repeated only when the second or the time zone changes.
   thread_local time_t converted_at = -1;
+  thread_local char converted_zone[64];
   thread_local char converted[64];
   thread_local char result[64];
   const time_t now = time(nullptr);
-  if (now != converted_at) {
+  const char* const variable = std::getenv("TZ");
+  const char* const zone = variable != nullptr ? variable : "/etc/localtime";
+  if (now != converted_at || std::strcmp(zone, converted_zone) != 0) {
     struct tm local {};
     tzset();
     if (localtime_r(&now, &local) == nullptr) {
@@ -113,6 +117,8 @@ char* get_cur_date_time(void) {
     std::snprintf(converted, sizeof converted, "%02d/%02d/%02d %02d:%02d:%02d", local.tm_mon + 1,
                   local.tm_mday, (local.tm_year + 1900) % 2000, local.tm_hour, local.tm_min,
                   local.tm_sec);
+    // A zone whose name does not fit is never found here again and so converted every time.
+    std::snprintf(converted_zone, sizeof converted_zone, "%s", zone);
     converted_at = now;
   }
   // The caller may write to what it gets; the conversion stays ours.

@@ -7,6 +7,9 @@
 
 WZ_BEGIN_DECLS
 
+/* The operations accept arguments behind those that are documented and do not evaluate them. */
+#define WZLB_FIRST_OF(first, ...) first
+
 /**
  * A new block of at least `size` bytes; null for size 0. A negative size and a lack of memory end
  * the process with status -1 and a message that names the caller.
@@ -15,8 +18,8 @@ WZ_BEGIN_DECLS
  * @param label  Name of the data structure, for messages and traces; not kept.
  * @return       The block, the caller's until WZLB_FREE; plain free() is right too, only uncounted.
  */
-#define WZLB_MALLOC(size, label) \
-  wzlb_tracked_malloc((long)(size), (label), __FILE__, __LINE__, __func__)
+#define WZLB_MALLOC(size, /* label */...) \
+  wzlb_tracked_malloc((long)(size), (WZLB_FIRST_OF(__VA_ARGS__, 0)), __FILE__, __LINE__, __func__)
 
 /**
  * `pointer` grown or shrunk to `size` bytes, or a new block for a null pointer. A size that is not
@@ -24,12 +27,14 @@ WZ_BEGIN_DECLS
  *
  * @param index  Which of several blocks of that label, for messages; -1 when meaningless.
  */
-#define WZLB_REALLOC(pointer, size, label, index) \
-  wzlb_tracked_realloc((pointer), (long)(size), (label), (index), __FILE__, __LINE__, __func__)
+#define WZLB_REALLOC(pointer, size, label, /* index */...)                                \
+  wzlb_tracked_realloc((pointer), (long)(size), (label), (WZLB_FIRST_OF(__VA_ARGS__, 0)), \
+                       __FILE__, __LINE__, __func__)
 
 /** Gives `pointer` back; null is ignored. Blocks of plain malloc are taken too, uncounted. */
-#define WZLB_FREE(pointer, label, index) \
-  wzlb_tracked_free((pointer), (label), (index), __FILE__, __LINE__, __func__)
+#define WZLB_FREE(pointer, label, /* index */...)                                            \
+  wzlb_tracked_free((pointer), (label), (WZLB_FIRST_OF(__VA_ARGS__, 0)), __FILE__, __LINE__, \
+                    __func__)
 
 /* What the macros expand to. */
 WZ_API void *wzlb_tracked_malloc(long size, const char *label, const char *file, int line,

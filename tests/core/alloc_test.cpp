@@ -48,7 +48,7 @@ TEST(TrackedAllocation, GuardFollowsSizeAndPad) {
 }
 
 TEST(TrackedAllocation, BlocksAndPlainMallocMix) {
-  std::free(WZLB_MALLOC(10, "test"));
+  std::free(WZLB_MALLOC(10, "test", "a further argument"));
   const WzlbMemStats before = stats();
   WZLB_FREE(std::calloc(1, 100), "test", -1);
   WZLB_FREE(strdup("plain"), "test", -1);

@@ -92,6 +92,11 @@ TEST_F(Log, DebugLine) {
   char date[32];
   strftime(date, sizeof date, "%m/%d/%Y %H:%M", localtime(&now));
   EXPECT_EQ(std::string(get_cur_date_time()).substr(0, 14), std::string(date).erase(6, 2));
+  setenv("TZ", "XXX-5:30", 1);  // another zone shows at once, within the same second too
+  const time_t later = time(nullptr);
+  strftime(date, sizeof date, "%m/%d/%Y %H:%M", localtime(&later));
+  EXPECT_EQ(std::string(get_cur_date_time()).substr(0, 14), std::string(date).erase(6, 2));
+  unsetenv("TZ");
 }
 
 TEST_F(Log, MasksFilterLines) {
