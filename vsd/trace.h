@@ -15,10 +15,11 @@ inline constexpr unsigned long long kModuleForward = 2048;
 // A host without a configuration record filters inside vsd_debug_log_ex itself.
 inline bool tracing(int level, unsigned long long module) noexcept {
   const VsdGlobalConfig* config = &vsd_global_config;
-  if (config == nullptr) {
-    return &vsd_debug_log_ex != nullptr;
+  if (config != nullptr &&
+      ((level & config->debug_level) == 0 || (module & config->module_mask) == 0)) {
+    return false;
   }
-  return (level & config->debug_level) != 0 && (module & config->module_mask) != 0;
+  return &vsd_debug_log_ex != nullptr;
 }
 
 // Without an open error log the error lines of scripts go nowhere.

@@ -139,7 +139,8 @@ WZ_API int is_array_variable(char *var_start, char *var_end, int var_length, int
  *
  * @param value         `len` bytes; null writes nothing.
  * @param len           Bytes of the value; 0 or less writes nothing.
- * @param buf_ptr       The write position; always `total_copied` bytes into the buffer.
+ * @param buf_ptr       Where to write when the buffer need not grow; the value goes `total_copied`
+ *                      bytes into the buffer when it does, and for null.
  * @param flag          Encoding flag.
  * @param total_copied  Bytes already in the buffer.
  * @return              Bytes written: less than `len` after decoding, 0 when there was no room.

@@ -103,6 +103,10 @@ TEST_F(TemplateTest, TakesComputedKinds) {
     EXPECT_EQ(eval("[{odd}]"), "[]") << kind;
     EXPECT_EQ(eval("{odd_count}"), "{odd_count}") << kind;
   }
+  for (const int kind : {8, 13, 19, 22, 300}) {
+    set_kind("list", kind);
+    EXPECT_EQ(eval("{list}"), "one") << kind;  // the flag of the entry counts before the kind
+  }
 }
 
 TEST_F(TemplateTest, ReusesItsBuffer) {
@@ -141,6 +145,11 @@ TEST_F(TemplateTest, WritesSingleValues) {
   EXPECT_EQ(std::string(buffer, 7), "a%20bxy");
   EXPECT_EQ(apply_encode_decode(nullptr, 3, buffer, WZ_FLAG_NONE, 0), 0);
   EXPECT_EQ(apply_encode_decode(arg("x"), -1, buffer, WZ_FLAG_NONE, 0), 0);
+  char own[] = "......";
+  EXPECT_EQ(apply_encode_decode(arg("a b"), 3, own, WZ_FLAG_URL_ENCODE, 1), 5);
+  EXPECT_STREQ(own, "a%20b.");
+  EXPECT_EQ(apply_encode_decode(arg("AB"), 2, nullptr, WZ_FLAG_NONE, 1), 2);
+  EXPECT_EQ(std::string(buffer, 7), "aAB0bxy");
 }
 
 TEST_F(TemplateTest, Traces) {

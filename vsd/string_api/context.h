@@ -88,9 +88,11 @@ class Context {
 
   // The entry that holds the variable's value; null for kinds without one.
   [[nodiscard]] UserVarEntry* value_entry(const VarTransTableEntry& variable) const noexcept {
-    return cptr_->uvtable != nullptr && kInUvtable.has(variable.var_type)
-               ? &cptr_->uvtable[variable.user_var_table_idx]
-               : nullptr;
+    return kInUvtable.has(variable.var_type) ? any_entry(variable) : nullptr;
+  }
+  // The variable's entry whatever its kind; null for a connection without variables.
+  [[nodiscard]] UserVarEntry* any_entry(const VarTransTableEntry& variable) const noexcept {
+    return cptr_->uvtable != nullptr ? &cptr_->uvtable[variable.user_var_table_idx] : nullptr;
   }
 
   [[nodiscard]] connection* cptr() const noexcept { return cptr_; }

@@ -60,10 +60,14 @@ bool OutputBuffer::grow(long steps) noexcept {
   return true;
 }
 
-// Takes all steps in one reallocation: the capacity is the one that single steps would reach, but a
-// value of a megabyte is not copied a thousand times.
+// Takes all steps behind the first block in one reallocation: the capacity is the one that single
+// steps would reach, but a value of a megabyte is not copied a thousand times. The first block is a
+// step of its own, so that no value is so large that it ends the process.
 bool OutputBuffer::grow_beyond(long needed) noexcept {
-  return grow((needed - capacity_) / kStep + 1);
+  if (data_ == nullptr && !grow(1)) {
+    return false;
+  }
+  return needed < capacity_ || grow((needed - capacity_) / kStep + 1);
 }
 
 }  // namespace wz::script

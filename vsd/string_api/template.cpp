@@ -62,17 +62,23 @@ inline void copy_bytes(char* to, const char* from, std::size_t length) noexcept 
   }
 }
 
-// Copies bytes behind the `used` bytes of the output buffer; returns how many were written, which
-// is none when the buffer could not grow.
-inline std::size_t append_bytes(const char* bytes, std::size_t length, std::size_t used) noexcept {
-  if (!output_buffer.reserve(static_cast<long>(used), static_cast<long>(length))) [[unlikely]] {
-    return 0;
+// Copies bytes behind the `used` bytes of the output buffer, or to the caller's own position `at`
+// as long as the buffer has not to grow for them; returns how many were written, which is none when
+// the buffer could not grow.
+inline std::size_t append_bytes(const char* bytes, std::size_t length, std::size_t used,
+                                char* at = nullptr) noexcept {
+  if (!output_buffer.fits(static_cast<long>(used), static_cast<long>(length))) [[unlikely]] {
+    if (!output_buffer.reserve(static_cast<long>(used), static_cast<long>(length))) {
+      return 0;
+    }
+    at = nullptr;
   }
-  copy_bytes(output_buffer.data() + used, bytes, length);
+  copy_bytes(at != nullptr ? at : output_buffer.data() + used, bytes, length);
   return length;
 }
 
-[[gnu::noinline]] std::size_t append_coded(Value value, int flag, std::size_t used) noexcept {
+[[gnu::noinline]] std::size_t append_coded(Value value, int flag, std::size_t used,
+                                           char* at) noexcept {
   const UrlText coded = url_coded(value.text, to_int(value.length), flag);
   if (coded == nullptr) {
     return 0;
@@ -85,19 +91,20 @@ inline std::size_t append_bytes(const char* bytes, std::size_t length, std::size
     VSD_TRACE_AS("apply_encode_decode", WZLB_LEVEL_3, kModuleApi,
                  "Decoded variable value = %s, variable length = %d", coded.get(), to_int(length));
   }
-  return append_bytes(coded.get(), length, used);
+  return append_bytes(coded.get(), length, used, at);
 }
 
 // Writes one value as the encoding flag says; returns the bytes written.
-inline std::size_t append_value(Value value, int flag, std::size_t used, bool traced) noexcept {
+inline std::size_t append_value(Value value, int flag, std::size_t used, bool traced,
+                                char* at = nullptr) noexcept {
   TRACE_IF(traced, "apply_encode_decode", "Method called");
   if (value.text == nullptr) {
     TRACE_IF(traced, "apply_encode_decode",
              "Value of parameter is NULL. It will not go in buffer, returning from here");
     return 0;
   }
-  return is_coding_flag(flag) ? append_coded(value, flag, used)
-                              : append_bytes(value.text, value.length, used);
+  return is_coding_flag(flag) ? append_coded(value, flag, used, at)
+                              : append_bytes(value.text, value.length, used, at);
 }
 
 // Where the name that starts at `at` ends; `end` when nothing ends it. Sixteen characters at a
@@ -228,6 +235,11 @@ inline std::size_t Evaluation::expand(Reference reference, std::size_t used) con
                  "GLOBAL INDEX VAR PARAMETER IN wz_eval_string");
     return 0;
   }
+  // The flag of the entry counts before the kind, except for dates.
+  const UserVarEntry* entry = context_.any_entry(variable);
+  if (is_array(entry) && variable.var_type != VSD_DATE_VAR) {
+    return append(element_value(*entry, 1), used);
+  }
   EVAL_TRACE(traced_, "Variable %s is not an array variable", NameText(reference.name()).text);
   ValueStorage storage;
   return append(computed_value(context_, variable, reference.name_end, storage), used);
@@ -330,11 +342,12 @@ char* wz_eval_string_buf(char* string, char* buff) {
   return buff;
 }
 
-int apply_encode_decode(char* value, int len, char* /*buf_ptr*/, int flag, int total_copied) {
+int apply_encode_decode(char* value, int len, char* buf_ptr, int flag, int total_copied) {
   using namespace wz::script;
   if (len < 0 || total_copied < 0) {
     return 0;
   }
   return to_int(append_value({.text = value, .length = static_cast<std::size_t>(len)}, flag,
-                             static_cast<std::size_t>(total_copied), evaluation_is_traced()));
+                             static_cast<std::size_t>(total_copied), evaluation_is_traced(),
+                             buf_ptr));
 }
