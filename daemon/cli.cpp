@@ -3,6 +3,8 @@
 #include <CLI/CLI.hpp>
 #include <cstdlib>
 
+#include "daemon/config.h"
+
 namespace vsd {
 namespace {
 
@@ -39,7 +41,11 @@ std::optional<CommandLine> parse_command_line(int argc, char** argv, int& exit_s
     return sub;
   };
   CLI::App* run = add_command("run", "Serve requests until SIGTERM", Command::run);
-  run->add_option("--listen", line.listen, "[IP:]port to listen on, over LISTEN of vsd.conf");
+  run->add_option("--listen", line.listen, "[IP:]port to listen on, over LISTEN of vsd.conf")
+      ->check([](const std::string& text) {
+        ListenAddress address;
+        return parse_listen_address(text, address);
+      });
   run->add_option("--workers", line.workers, "Worker processes, over WORKERS of vsd.conf")
       ->check(CLI::Range(1, 256));
   add_command("check", "Validate vsd.conf and every service, and build every script",

@@ -77,12 +77,19 @@ class ServiceReader {
         read_declaration(declaration.text);
       } else {
         report_(std::move(declaration.problem));
+        note_unread(declaration.text);
       }
     }
     check_whole();
   }
 
  private:
+  // A declaration that cannot be read is not missing as well.
+  void note_unread(std::string_view text) {
+    service_is_unread_ = service_is_unread_ || text.starts_with("wz_service");
+    response_is_unread_ = response_is_unread_ || text.starts_with("wz_response");
+  }
+
   void read_declaration(std::string& text) {
     std::string file = service_.file.string();
     // The message repeats the line and, for some errors, a value of it.
@@ -90,6 +97,7 @@ class ServiceReader {
     if (parse_api_ex(parsed_.get(), text.data(), file.data(), message.data(), line_, 1, 1) != 0) {
       message.resize(message.find('\0'));
       report_(short_parse_message(message));
+      note_unread(text);
       return;
     }
     const std::string_view api = parsed_->api_name;
@@ -195,7 +203,7 @@ class ServiceReader {
   // What only the declarations together tell.
   void check_whole() {
     line_ = 0;
-    if (service_.line == 0) {
+    if (service_.line == 0 && !service_is_unread_) {
       report_("there is no wz_service declaration");
     }
     for (const VariableDefinition& variable : service_.variables) {
@@ -243,7 +251,7 @@ class ServiceReader {
       }
     }
     line_ = 0;
-    if (fallback == nullptr) {
+    if (fallback == nullptr && !response_is_unread_) {
       report_(service_.responses.empty() ? "there is no wz_response declaration"
                                          : "every wz_response has a when=; one must have none");
     }
@@ -252,6 +260,8 @@ class ServiceReader {
   ServiceDefinition& service_;
   std::vector<Problem>& problems_;
   int line_ = 0;
+  bool service_is_unread_ = false;
+  bool response_is_unread_ = false;
   std::string current_;  // name of the declaration being read
   DeclarationFields::Report report_ = [this](std::string text) {
     std::replace(text.begin(), text.end(), '\n', ' ');

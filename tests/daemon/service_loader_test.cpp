@@ -152,7 +152,8 @@ TEST_F(ServiceReaderTest, CollectsAllFaultsAndChecksTheWhole) {
                        "service.wz: there is no wz_response declaration",
                    }));
   for (const std::string_view service :
-       {"wz_service(s);", "wz_service(s, url=\"s\");", "wz_service(s, url=\"/s?a=1\");",
+       {"wz_service(s, url=\"/s\"", "wz_service(s, url=\"/s);", "wz_service(s);",
+        "wz_service(s, url=\"s\");", "wz_service(s, url=\"/s?a=1\");",
         "wz_service(s, url=\"/s\", method=get);", "wz_service(s, url=\"/s\", method=\"GET|\");",
         "wz_service(s, url=\"/s\", method=TOOLONGNAME);"}) {
     read(std::string(service) + "\n" + std::string(kResponse));
