@@ -82,12 +82,13 @@ std::vector<Listener> open_listeners(Config& config) {
 
 // What a worker process does from its start to its end.
 int serve(const Config& config, const PreparedServices& prepared, const ServiceImage& image,
-          std::vector<Listener>& listeners, int worker, const std::function<void()>& ready) {
+          std::vector<Listener>& listeners, const ScriptCounts& script_counts, int worker,
+          const std::function<void()>& ready) {
   set_host_process(worker, config.workers);
   std::vector<Problem> problems;
-  ServiceRunner runner(image, load_scripts(prepared, problems));
-  print_problems(problems, "error");
   const auto index = static_cast<std::size_t>(worker);
+  ServiceRunner runner(image, load_scripts(prepared, problems), &script_counts.of(index));
+  print_problems(problems, "error");
   const int listen_fd = listeners[index].socket.release();
   listeners.clear();  // the other workers' sockets; they would keep connections from being served
   http::Server server(config.limits, runner, listen_fd);
@@ -113,15 +114,19 @@ int run_command(const CommandLine& line) {
   print_problems(prepared.errors, "error");
   const ServiceImage image = ServiceImage::build(prepared.services);
 
+  const ScriptCounts script_counts(static_cast<std::size_t>(config.workers));
   SupervisorOptions options;
   options.workers = config.workers;
+  options.script_counts = &script_counts;
+  options.script_timeout = config.script_timeout;
   options.on_ready = [&] {
-    std::printf("vsd: ready on %s with %zu services, %d %s\n", to_string(config.listen).c_str(),
-                image.size(), config.workers, config.workers == 1 ? "worker" : "workers");
+    std::printf("vsd: ready on %s with %zu %s, %d %s\n", to_string(config.listen).c_str(),
+                image.size(), image.size() == 1 ? "service" : "services", config.workers,
+                config.workers == 1 ? "worker" : "workers");
     std::fflush(stdout);
   };
   return supervise(options, [&](int worker, const std::function<void()>& ready) {
-    return serve(config, prepared, image, listeners, worker, ready);
+    return serve(config, prepared, image, listeners, script_counts, worker, ready);
   });
 }
 
@@ -136,7 +141,8 @@ int check_command(const CommandLine& line) {
   if (!settings.is_good || !prepared.errors.empty()) {
     return kExitFailed;
   }
-  std::printf("vsd: %zu services are good\n", prepared.services.size());
+  const std::size_t count = prepared.services.size();
+  std::printf("vsd: %zu %s good\n", count, count == 1 ? "service is" : "services are");
   return kExitOk;
 }
 

@@ -96,6 +96,8 @@ constexpr Keyword kKeywords[] = {
      }},
     {"CC", [](std::string_view v, Config& c) { return set_text(v, c.compiler); }},
     {"SCRIPT_CFLAGS", [](std::string_view v, Config& c) { return set_text(v, c.script_flags); }},
+    {"SCRIPT_TIMEOUT", [](std::string_view v,
+                          Config& c) { return set_number(v, 0L, kMaxSeconds, c.script_timeout); }},
     {"USER", [](std::string_view v, Config& c) { return set_text(v, c.user); }},
     {"VSD_DEBUG", [](std::string_view v, Config& c) { return set_debug_level(v, c); }},
     {"VSD_MODULEMASK",

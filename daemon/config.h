@@ -39,12 +39,13 @@ struct Config {
   ListenAddress listen{"127.0.0.1", 8080};  // LISTEN [IP:]port[:external port]
   int workers = 1;                          // WORKERS
   HttpLimits limits;
-  std::string compiler = "cc";             // CC
-  std::string script_flags;                // SCRIPT_CFLAGS, split at blanks
-  std::string user;                        // USER: dropped to once the listeners are open
-  int debug_level = 0;                     // VSD_DEBUG: level mask of the host's log
-  unsigned long long module_mask = ~0ULL;  // VSD_MODULEMASK
-  std::vector<LibraryLine> library_lines;  // LIB_DEBUG, LIB_MODULEMASK, LIB_DO_EXIT, ...
+  std::string compiler = "cc";              // CC
+  std::string script_flags;                 // SCRIPT_CFLAGS, split at blanks
+  std::chrono::seconds script_timeout{30};  // SCRIPT_TIMEOUT: then the worker is replaced; 0: never
+  std::string user;                         // USER: dropped to once the listeners are open
+  int debug_level = 0;                      // VSD_DEBUG: level mask of the host's log
+  unsigned long long module_mask = ~0ULL;   // VSD_MODULEMASK
+  std::vector<LibraryLine> library_lines;   // LIB_DEBUG, LIB_MODULEMASK, LIB_DO_EXIT, ...
 };
 
 // Reads "8080", "127.0.0.1:8080", "[::1]:8080" or the three-field form with an external port, which

@@ -28,6 +28,7 @@ using Clock = std::chrono::steady_clock;
 constexpr std::chrono::seconds kDrainTime{30};  // then the workers are killed
 constexpr std::chrono::milliseconds kFirstBackOff{100};
 constexpr std::chrono::milliseconds kLongestBackOff{10000};
+constexpr std::chrono::milliseconds kWatchInterval{500};  // between looks at the scripts
 constexpr std::chrono::seconds kStableAfter{10};  // a worker that lived so long starts afresh
 constexpr int kStartFailed = 3;                   // a worker's exit status when it could not serve
 
@@ -61,6 +62,8 @@ class Supervisor {
     Clock::time_point started;
     Clock::time_point restart_at;
     std::chrono::milliseconds back_off = kFirstBackOff;
+    unsigned script_count = 0;  // as last seen, and since when
+    Clock::time_point script_since;
   };
 
   void start(std::size_t index);
@@ -69,6 +72,10 @@ class Supervisor {
   void reap();
   void on_worker_end(Worker& worker, std::size_t index, int status);
   void restart_due();
+  [[nodiscard]] bool watches_scripts() const {
+    return options_.script_counts != nullptr && options_.script_timeout.count() > 0;
+  }
+  void kill_stuck();
   void signal_workers(int signal) const;
   [[nodiscard]] bool any_running() const;
   [[nodiscard]] timespec time_to_next_event() const;
@@ -86,6 +93,9 @@ class Supervisor {
 };
 
 void Supervisor::start(std::size_t index) {
+  if (options_.script_counts != nullptr) {
+    options_.script_counts->of(index).store(0, std::memory_order_relaxed);
+  }
   std::fflush(nullptr);  // a child must not write what the parent has buffered a second time
   const pid_t pid = fork();
   if (pid == 0) {
@@ -184,6 +194,26 @@ void Supervisor::restart_due() {
   }
 }
 
+// A worker whose count is odd and does not change is in one and the same script.
+void Supervisor::kill_stuck() {
+  if (!watches_scripts()) {
+    return;
+  }
+  const auto now = Clock::now();
+  for (std::size_t i = 0; i < workers_.size(); ++i) {
+    Worker& worker = workers_[i];
+    const unsigned count = options_.script_counts->of(i).load(std::memory_order_relaxed);
+    if (worker.pid < 0 || count % 2 == 0 || count != worker.script_count) {
+      worker.script_count = count;
+      worker.script_since = now;
+    } else if (now - worker.script_since > options_.script_timeout) {
+      std::fprintf(stderr, "vsd: worker %zu is stuck in a script, killing it\n", i);
+      kill(worker.pid, SIGKILL);
+      worker.script_since = now;
+    }
+  }
+}
+
 void Supervisor::signal_workers(int signal) const {
   for (const Worker& worker : workers_) {
     if (worker.pid > 0) {
@@ -196,9 +226,10 @@ bool Supervisor::any_running() const {
   return std::any_of(workers_.begin(), workers_.end(), [](const Worker& w) { return w.pid > 0; });
 }
 
-// How long the parent may sleep: until the next restart is due, at most an hour.
+// How long the parent may sleep: until the next restart or look at the scripts is due, at most an
+// hour.
 timespec Supervisor::time_to_next_event() const {
-  auto wait = std::chrono::duration_cast<std::chrono::milliseconds>(std::chrono::hours(1));
+  auto wait = watches_scripts() ? kWatchInterval : std::chrono::milliseconds(std::chrono::hours(1));
   for (const Worker& worker : workers_) {
     if (worker.pid < 0) {
       const auto left =
@@ -243,6 +274,7 @@ int Supervisor::run() {
       return drain();
     }
     reap();
+    kill_stuck();
     restart_due();
   }
 }

@@ -1,8 +1,12 @@
-// The parent process: starts the workers, replaces one that dies, and ends them all on SIGTERM or
-// SIGINT. It never runs script code, so nothing that a script does can end the daemon.
+// The parent process: starts the workers, replaces one that dies or is stuck in a script, and ends
+// them all on SIGTERM or SIGINT. It never runs script code, so nothing that a script does can end
+// the daemon.
 #pragma once
 
+#include <chrono>
 #include <functional>
+
+#include "daemon/process/script_counts.h"
 
 namespace vsd {
 
@@ -12,7 +16,9 @@ using WorkerBody = std::function<int(int worker, const std::function<void()>& re
 
 struct SupervisorOptions {
   int workers = 1;
-  std::function<void()> on_ready;  // in the parent, once every worker serves
+  std::function<void()> on_ready;               // in the parent, once every worker serves
+  const ScriptCounts* script_counts = nullptr;  // kept by the workers; null: they are not watched
+  std::chrono::seconds script_timeout{0};  // a script that runs longer is stuck; 0: none ever is
 };
 
 // Runs until a signal asks the daemon to end and the workers have drained. Returns the exit status

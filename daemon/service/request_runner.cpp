@@ -34,8 +34,12 @@ class CurrentRequest {
 
 }  // namespace
 
-ServiceRunner::ServiceRunner(const ServiceImage& image, std::vector<Script> scripts)
-    : image_(image), scripts_(std::move(scripts)), state_(image) {
+ServiceRunner::ServiceRunner(const ServiceImage& image, std::vector<Script> scripts,
+                             ScriptCount* count)
+    : image_(image),
+      scripts_(std::move(scripts)),
+      count_(count != nullptr ? *count : own_count_),
+      state_(image) {
   scripts_.resize(image.size());
 }
 
@@ -62,7 +66,10 @@ void ServiceRunner::serve(const ServiceView& service, const http::Request& reque
   const CurrentRequest current(state_, service, request);
   const Script& script = scripts_[image_.index_of(service)];
   cur_url = state_.url();
-  script.post_recv();
+  {
+    const ScriptRun run(count_);
+    script.post_recv();
+  }
   cur_url = nullptr;  // scripts get the URL after the receipt only
 
   const ResponseRow* chosen = choose_response(service);
@@ -70,7 +77,10 @@ void ServiceRunner::serve(const ServiceView& service, const http::Request& reque
     answer_with_text(500, "No response of the service fits this request.\n", response);
     return;
   }
-  script.pre_send();
+  {
+    const ScriptRun run(count_);
+    script.pre_send();
+  }
   evaluator_.append(service.text(chosen->body), service.body_pieces(*chosen), state_.record(),
                     response.body);
   const DeclaredHead declared{chosen->status, service.text(chosen->content_type_line),

@@ -61,6 +61,24 @@ TEST(HttpEndToEnd, PipelinedRequestsOfAHalfClosedClientAreAllAnswered) {
   EXPECT_EQ(count, 400U);
 }
 
+TEST(HttpEndToEnd, AWorkerThatIsStuckInAScriptIsReplaced) {
+  const wz::test::TemporaryFolder root;
+  root.write("correlation/p/s/services/stuck/service.wz",
+             "wz_service(stuck, url=\"/stuck\");\nwz_response(ok, file=\"r.txt\");\n");
+  root.write("correlation/p/s/services/stuck/r.txt", "done");
+  root.write("correlation/p/s/services/stuck/script.c",
+             "#include <string.h>\n#include <wz/wz_script.h>\n"
+             "void post_recv(void) { while (strstr(wz_get_url(), \"ever\")) {} }\n");
+  VsdProcess vsd(root.path(), "SCRIPT_TIMEOUT 1\n");
+  const RawClient client(vsd.port());
+  client.send("GET /stuck?ever HTTP/1.1\r\nHost: a\r\n\r\n");
+  EXPECT_EQ(client.receive(), "");
+  const RawClient next(vsd.port());
+  next.send("GET /stuck HTTP/1.1\r\nHost: a\r\n\r\n");
+  EXPECT_TRUE(next.receive("done").starts_with("HTTP/1.1 200"));
+  EXPECT_EQ(vsd.stop(), 0);
+}
+
 TEST(HttpEndToEnd, TheEndLetsRequestsUnderWayFinish) {
   VsdProcess vsd(EXAMPLES_FOLDER);
   const RawClient idle(vsd.port());
