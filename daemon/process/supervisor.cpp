@@ -90,6 +90,7 @@ class Supervisor {
   sigset_t former_mask_{};
   pid_t parent_ = getpid();
   bool stopping_ = false;
+  bool stopped_cleanly_ = true;  // no worker failed after the daemon was asked to stop
 };
 
 void Supervisor::start(std::size_t index) {
@@ -155,15 +156,20 @@ bool Supervisor::wait_until_ready() {
 
 void Supervisor::on_worker_end(Worker& worker, std::size_t index, int status) {
   worker.pid = -1;
-  if (stopping_) {
+  if (stopping_ && WIFEXITED(status) && WEXITSTATUS(status) == 0) {
     return;
   }
+  const char* consequence = stopping_ ? "while stopping" : "restarting";
   if (WIFSIGNALED(status)) {
-    std::fprintf(stderr, "vsd: worker %zu ended by signal %d (%s), restarting\n", index,
-                 WTERMSIG(status), strsignal(WTERMSIG(status)));
+    std::fprintf(stderr, "vsd: worker %zu ended by signal %d (%s), %s\n", index, WTERMSIG(status),
+                 strsignal(WTERMSIG(status)), consequence);
   } else {
-    std::fprintf(stderr, "vsd: worker %zu exited with status %d, restarting\n", index,
-                 WEXITSTATUS(status));
+    std::fprintf(stderr, "vsd: worker %zu exited with status %d, %s\n", index, WEXITSTATUS(status),
+                 consequence);
+  }
+  if (stopping_) {
+    stopped_cleanly_ = false;
+    return;
   }
   const auto now = Clock::now();
   if (now - worker.started > kStableAfter) {
@@ -252,7 +258,7 @@ int Supervisor::drain() {
     const timespec pause{0, 200000000};
     sigtimedwait(&signals_, nullptr, &pause);
   }
-  return 0;
+  return stopped_cleanly_ ? 0 : 1;
 }
 
 int Supervisor::run() {

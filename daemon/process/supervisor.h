@@ -22,7 +22,8 @@ struct SupervisorOptions {
 };
 
 // Runs until a signal asks the daemon to end and the workers have drained. Returns the exit status
-// of the daemon: 0 after a clean stop, 1 when the first workers could not start.
+// of the daemon: 0 after a clean stop, 1 when the first workers could not start or one failed while
+// it stopped.
 [[nodiscard]] int supervise(const SupervisorOptions& options, const WorkerBody& body);
 
 }  // namespace vsd
