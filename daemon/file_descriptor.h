@@ -3,6 +3,7 @@
 
 #include <unistd.h>
 
+#include <string>
 #include <utility>
 
 namespace vsd {
@@ -33,5 +34,8 @@ class FileDescriptor {
  private:
   int fd_ = -1;
 };
+
+// Everything that can be read from `fd` until its end or an error.
+[[nodiscard]] std::string read_to_end(int fd);
 
 }  // namespace vsd

@@ -55,19 +55,6 @@ std::vector<std::string> english_environment() {
   return words;
 }
 
-std::string read_to_end(int fd) {
-  std::string text;
-  std::array<char, 4096> block;
-  for (;;) {
-    const ssize_t count = read(fd, block.data(), block.size());
-    if (count > 0) {
-      text.append(block.data(), static_cast<std::size_t>(count));
-    } else if (count == 0 || errno != EINTR) {
-      return text;
-    }
-  }
-}
-
 // The child's wait status, or nothing when somebody else has reaped it.
 std::optional<int> wait_for(pid_t child) {
   int status = 0;

@@ -30,19 +30,6 @@ constexpr std::string_view kLoads = "\1";  // the probe's report when all is wel
   _exit(0);
 }
 
-std::string read_report(int fd) {
-  std::string text;
-  std::array<char, 1024> block;
-  for (;;) {
-    const ssize_t count = read(fd, block.data(), block.size());
-    if (count > 0) {
-      text.append(block.data(), static_cast<std::size_t>(count));
-    } else if (count == 0 || errno != EINTR) {
-      return text;
-    }
-  }
-}
-
 }  // namespace
 
 void Script::Close::operator()(void* handle) const noexcept {
@@ -82,7 +69,7 @@ std::string probe_script(const std::filesystem::path& object) {
     run_probe(object, writing.get());
   }
   writing.reset();
-  const std::string report = read_report(reading.get());
+  const std::string report = read_to_end(reading.get());
   int status = 0;
   while (waitpid(child, &status, 0) < 0 && errno == EINTR) {
   }
