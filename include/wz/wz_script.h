@@ -274,14 +274,15 @@ WZ_API char *wz_get_value_from_cptr(void);
 /** The connection's second place. */
 WZ_API char *wz_get_value1_from_cptr(void);
 
-/* ---- search ----------------------------------------------------------------------------------- */
+/* ---- search -----------------------------------------------------------------------------------
+ */
 
 /**
  * Cuts a value out of a text, between a left and a right boundary:
  *
  *     char id[64];
- *     wz_save_searched_string(WZ_ARG_IS_PARAM, "body", WZ_ARG_IS_BUF, id, "<id>", "</id>", 1, 0, 63);
- *     wz_save_searched_string(WZ_ARG_IS_BUF, id, WZ_ARG_IS_PARAM, "suffix", "-", "-", 1, 0, -1);
+ *     wz_save_searched_string(WZ_ARG_IS_PARAM, "body", WZ_ARG_IS_BUF, id, "<id>", "</id>", 1, 0,
+ * 63); wz_save_searched_string(WZ_ARG_IS_BUF, id, WZ_ARG_IS_PARAM, "suffix", "-", "-", 1, 0, -1);
  *
  * Boundaries are plain text, compared byte for byte. Occurrence N starts behind the N-th left
  * boundary and ends before the first right boundary after it.
@@ -296,8 +297,8 @@ WZ_API char *wz_get_value1_from_cptr(void);
  * @param ord           Occurrence from 1, WZ_ORD_ANY, or WZ_ORD_ALL, which counts the occurrences
  *                      and delivers the whole text.
  * @param start_offset  Bytes of the value to skip; below 0 counts as 0.
- * @param save_len      Bytes of the value to deliver at most, counted behind the skipped ones; below
- *                      0 is no limit. Neither applies to the text of WZ_ORD_ALL.
+ * @param save_len      Bytes of the value to deliver at most, counted behind the skipped ones;
+ * below 0 is no limit. Neither applies to the text of WZ_ORD_ALL.
  * @return              The number of values found: 1, or the count for WZ_ORD_ALL.
  *                      0 when `out` is empty afterwards: an empty value was copied to a buffer.
  *                      -1 when nothing was found; the empty text is delivered (the whole text for
