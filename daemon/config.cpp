@@ -9,6 +9,7 @@
 #include <charconv>
 #include <fstream>
 #include <optional>
+#include <utility>
 
 namespace vsd {
 namespace {
@@ -132,7 +133,7 @@ std::pair<std::string_view, std::string_view> split_keyword(std::string_view lin
 // Reads one line that is neither blank nor a comment; returns what is wrong with it, or nothing.
 std::string read_line(std::string_view line, int number, Config& config) {
   const auto [keyword, value] = split_keyword(line);
-  const std::string name(keyword);
+  std::string name(keyword);
   if (value.empty()) {
     return "keyword " + name + " has no value";
   }
@@ -143,7 +144,7 @@ std::string read_line(std::string_view line, int number, Config& config) {
   for (const Keyword& known : kKeywords) {
     if (known.name == keyword) {
       const std::string problem = known.set(value, config);
-      return problem.empty() ? problem : name + " " + problem;
+      return problem.empty() ? problem : name.append(" ").append(problem);
     }
   }
   return "unknown keyword " + name;
@@ -241,8 +242,9 @@ std::vector<Problem> apply_library_settings(const Config& config) {
   std::vector<Problem> problems;
   for (const LibraryLine& line : config.library_lines) {
     if (std::string problem = apply_library_line(line.text); !problem.empty()) {
-      const std::string keyword(split_keyword(line.text).first);
-      problems.push_back({config.root / "vsd.conf", line.line, keyword + ": " + problem});
+      std::string text(split_keyword(line.text).first);
+      text.append(": ").append(problem);
+      problems.push_back({config.root / "vsd.conf", line.line, std::move(text)});
     }
   }
   return problems;

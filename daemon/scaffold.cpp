@@ -12,7 +12,7 @@ constexpr std::string_view kConfig = R"(# Settings of vsd: a keyword and its val
 LISTEN 127.0.0.1:8080
 )";
 
-constexpr std::string_view kHolidays = "";
+constexpr std::string_view kHolidays;  // none to begin with
 
 constexpr std::string_view kDeclarations =
     R"(# What the service answers and the variables that its script and templates use.
@@ -84,7 +84,7 @@ std::filesystem::path create_service(const std::filesystem::path& root, const st
     throw std::runtime_error("'" + name +
                              "' is no service name: up to 64 letters, digits, '_' and '-'");
   }
-  const auto folder = root / "correlation" / "default" / "default" / "services" / name;
+  auto folder = root / "correlation" / "default" / "default" / "services" / name;
   if (std::filesystem::exists(folder)) {
     throw std::runtime_error(folder.string() + " exists already");
   }
