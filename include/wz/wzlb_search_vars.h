@@ -103,8 +103,8 @@ WZ_API char *wzlb_save_searched_string(char *in, char *lb, char *rb, int ord, in
  *                           it becomes null (for WZ_ORD_ALL an array) with length 0.
  * @param method_type        `total_method` characters, each a WZ_METHOD_..., applied in order.
  * @param ignore_case        1: plain boundaries match without regard to case.
- * @param preg_lb,preg_rb    POSIX expressions, compiled without REG_NOSUB; case is theirs to
- *                           settle. May match the empty text, as `^` and `$` do.
+ * @param preg_lb,preg_rb    POSIX expressions from regcomp; case is theirs to settle. They
+ *                           may match the empty text, as `^` and `$` do.
  * @param search_flag        WZ_SEARCH_..._IS_REGEX bits: which of them take the place of lb and rb.
  *                           A null expression leaves the plain text in force.
  * @param lbmatch            WZ_LBMATCH_...

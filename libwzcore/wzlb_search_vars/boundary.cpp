@@ -17,17 +17,23 @@ bool equal_ignoring_case(char a, char b) {
   return std::tolower(static_cast<unsigned char>(a)) == std::tolower(static_cast<unsigned char>(b));
 }
 
-std::optional<BoundaryMatch> find_regex(regex_t* regex, std::string_view range, std::size_t from) {
-  // REG_STARTEND bounds the match to the range and lets it hold NULs.
-  regmatch_t match{};
-  match.rm_so = static_cast<regoff_t>(from);
-  match.rm_eo = static_cast<regoff_t>(range.size());
-  const int flags = REG_STARTEND | (from > 0 ? REG_NOTBOL : 0);
-  if (regexec(regex, range.data(), 1, &match, flags) != 0) {
+// The GNU entry takes the length of the text, which may hold NULs and need not end in one. The copy
+// of the expression shares its program and asks for the place of the whole match only.
+std::optional<BoundaryMatch> find_regex(const regex_t& regex, std::string_view range,
+                                        std::size_t from) {
+  regex_t pattern = regex;
+  pattern.no_sub = 0;
+  pattern.regs_allocated = REGS_FIXED;
+  regoff_t begin = -1;
+  regoff_t end = -1;
+  re_registers place{.num_regs = 1, .start = &begin, .end = &end};
+  const auto size = static_cast<regoff_t>(range.size());
+  const auto start = static_cast<regoff_t>(from);
+  const char* text = range.empty() ? "" : range.data();
+  if (re_search(&pattern, text, size, start, size - start, &place) < 0) {
     return std::nullopt;
   }
-  return BoundaryMatch{static_cast<std::size_t>(match.rm_so),
-                       static_cast<std::size_t>(match.rm_eo)};
+  return BoundaryMatch{static_cast<std::size_t>(begin), static_cast<std::size_t>(end)};
 }
 
 // A naive search: boundaries are short and rarely searched without regard to case.
@@ -78,7 +84,7 @@ std::optional<BoundaryMatch> Boundary::find(std::string_view range, std::size_t 
     return std::nullopt;
   }
   if (regex != nullptr) {
-    return find_regex(regex, range, from);
+    return find_regex(*regex, range, from);
   }
   if (text.empty()) {
     return std::nullopt;

@@ -57,7 +57,7 @@ struct Engine {
     if (lb_regex != nullptr && regcomp(&left, lb_regex, REG_EXTENDED) == 0) {
       flag |= WZ_SEARCH_LB_IS_REGEX;
     }
-    if (rb_regex != nullptr && regcomp(&right, rb_regex, REG_EXTENDED) == 0) {
+    if (rb_regex != nullptr && regcomp(&right, rb_regex, REG_EXTENDED | REG_NOSUB) == 0) {
       flag |= WZ_SEARCH_RB_IS_REGEX;
     }
     char* begin = const_cast<char*>(block.data());
@@ -175,6 +175,7 @@ TEST(SearchEngine, TakesOtherBoundaries) {
       {"^", ",", "a,b,", {"a"}},  // matches only at the start of the text
       {"x*", ";", "a;", {"a", kNull}},
       {"a", "b+", "a1bb a2b", {"1", "2"}},
+      {"(a)(b)?", "\\.", "ab1.a2.", {"1", "2"}},
   };
   for (const auto& c : cases) {
     Engine engine("unused", "unused");
@@ -184,7 +185,7 @@ TEST(SearchEngine, TakesOtherBoundaries) {
   }
   Engine mixed("(", "unused");
   mixed.rb_regex = "[)]";
-  EXPECT_EQ(mixed.value_in("(a)"), "a");
+  EXPECT_EQ(mixed.value_in("\0(a\0)"s), "a\0"s);
 }
 
 TEST(SearchEngine, ChoosesAtRandom) {

@@ -30,7 +30,8 @@ bool is_argument_kind(int kind) {
 // An unknown kind is reported, and the search counts all the same.
 void deliver(const char* result, int out_type, char* out) {
   if (out_type == WZ_ARG_IS_BUF) {
-    std::strcpy(out, result);  // the caller's buffer has room for the longest value it expects
+    // The caller's buffer has room for the longest value it expects.
+    std::memcpy(out, result, std::strlen(result) + 1);
   } else if (out_type == WZ_ARG_IS_PARAM) {
     wz_save_string(result, out);
   } else {
