@@ -82,9 +82,6 @@ char* wzlb_save_searched_string(char* in, char* lb, char* rb, int ord, int start
   UserVarEntry holder{};
   WZLB_TRACE(WZLB_LEVEL_3, WZLB_MODULE_SEARCH, "searchin_uvtable = %p",
              static_cast<void*>(&holder));
-  if (ord == WZ_ORD_ANY) {
-    WZLB_TRACE(WZLB_LEVEL_3, WZLB_MODULE_SEARCH, "Case Of ord any");
-  }
   const std::string_view text = in;
   if (ord == WZ_ORD_ALL) {
     return wz::count_all(text, lb, rb, start_offset, count);
