@@ -5,14 +5,13 @@
 #include <climits>
 #include <cstdlib>
 #include <cstring>
-#include <filesystem>
-#include <fstream>
-#include <iterator>
 #include <regex>
 #include <string>
 #include <thread>
 
 #include "libwzcore/internal/trace.h"
+#include "tests/support/capture.h"
+#include "tests/support/temporary_folder.h"
 
 // Out of memory must reach the code under test in the sanitizer builds too.
 extern "C" WZ_API const char* __asan_default_options() {
@@ -101,8 +100,8 @@ TEST(TrackedAllocation, ImpossibleRequestsEndTheProcess) {
 }
 
 TEST(TrackedAllocation, TracesNameTheCaller) {
-  std::string path =
-      (std::filesystem::temp_directory_path() / ("wz_alloc_" + std::to_string(getpid()))).string();
+  const wz::test::TemporaryFolder folder;
+  std::string path = (folder.path() / "log").string();
   wzlb_util_set_log_filename(path.data(), nullptr);
   wzlb_util_set_debug_log_level(0xFFFF);
   wzlb_util_set_modulemask(WZLB_MODULE_MEMORY);
@@ -115,10 +114,8 @@ TEST(TrackedAllocation, TracesNameTheCaller) {
   wzlb_util_set_modulemask(0);
   wzlb_close_log_fd();
   wzlb_util_set_log_filename(mutable_text(""), nullptr);
-  std::ifstream file(path);
-  std::string text{std::istreambuf_iterator<char>(file), {}};
-  std::filesystem::remove(path);
-  text = std::regex_replace(text, std::regex(R"(\n[^|]*\|)"), "\n");
+  std::string text =
+      std::regex_replace(wz::test::content_of(path), std::regex(R"(\n[^|]*\|)"), "\n");
   text = std::regex_replace(text, std::regex("0x[0-9a-f]+"), "PTR");
   EXPECT_EQ(text,
             "\na.c|7|f|size = 1048576"

@@ -8,46 +8,33 @@
 #include <cerrno>
 #include <filesystem>
 #include <fstream>
-#include <iterator>
 #include <regex>
 #include <string>
 #include <thread>
 
 #include "libwzcore/internal/trace.h"
+#include "tests/support/capture.h"
+#include "tests/support/temporary_folder.h"
 
 namespace {
 
 using testing::Eq;
 using testing::ExitedWithCode;
 using wz::mutable_text;
+using wz::test::content_of;
+using wz::test::stderr_of;
 
 constexpr int kLineBound = 64000;
 const std::string kTime = R"(\d\d/\d\d/\d\d \d\d:\d\d:\d\d)";
 
-std::string content_of(const std::filesystem::path& path) {
-  std::ifstream file(path, std::ios::binary);
-  return {std::istreambuf_iterator<char>(file), {}};
-}
-
 bool matches(const std::string& text, const std::string& pattern) {
   return std::regex_match(text, std::regex(pattern));
-}
-
-template <typename Action>
-std::string stderr_of(Action action) {
-  testing::internal::CaptureStderr();
-  action();
-  return testing::internal::GetCapturedStderr();
 }
 
 // A log of its own in a temporary folder, everything enabled; the defaults again afterwards.
 class Log : public testing::Test {
  protected:
   Log() {
-    std::string name = (std::filesystem::temp_directory_path() / "wz_log_XXXXXX").string();
-    folder_ = mkdtemp(name.data());
-    path_ = (folder_ / "debug.log").string();
-    previous_ = path_ + ".prev";
     wzlb_util_set_log_filename(path_.data(), mutable_text(""));
     wzlb_util_set_debug_log_level(-1);
     wzlb_util_set_modulemask(~0ULL);
@@ -63,7 +50,6 @@ class Log : public testing::Test {
       close(lib_error_fd);
       lib_error_fd = -1;
     }
-    std::filesystem::remove_all(folder_);
   }
 
   static void line(const char* message, int level = 0xFF, unsigned long long module = 0x1) {
@@ -76,9 +62,9 @@ class Log : public testing::Test {
                       mutable_text("attr"), const_cast<char*>("%s"), message);
   }
 
-  std::filesystem::path folder_;
-  std::string path_;
-  std::string previous_;
+  wz::test::TemporaryFolder folder_;
+  std::string path_ = (folder_.path() / "debug.log").string();
+  std::string previous_ = path_ + ".prev";
 };
 
 TEST_F(Log, DebugLine) {
@@ -88,14 +74,11 @@ TEST_F(Log, DebugLine) {
   EXPECT_TRUE(matches(content_of(path_), "\n" + kTime + R"(\|a\.c\|7\|f\|hello)"));
   EXPECT_EQ(wzlb_get_debug_fd(), lib_debug_fd);
   EXPECT_EQ(fcntl(lib_debug_fd, F_GETFD), FD_CLOEXEC);
-  const time_t now = time(nullptr);
-  char date[32];
-  strftime(date, sizeof date, "%m/%d/%Y %H:%M", localtime(&now));
-  EXPECT_EQ(std::string(get_cur_date_time()).substr(0, 14), std::string(date).erase(6, 2));
-  setenv("TZ", "XXX-5:30", 1);  // another zone shows at once, within the same second too
-  const time_t later = time(nullptr);
-  strftime(date, sizeof date, "%m/%d/%Y %H:%M", localtime(&later));
-  EXPECT_EQ(std::string(get_cur_date_time()).substr(0, 14), std::string(date).erase(6, 2));
+  for (const char* zone : {"UTC", "XXX-5:30"}) {  // shows at once, within the same second too
+    setenv("TZ", zone, 1);
+    const std::string date = wz::test::printed("%m/%d/%y %H:%M", time(nullptr));
+    EXPECT_TRUE(std::string(get_cur_date_time()).starts_with(date)) << zone;
+  }
   unsetenv("TZ");
 }
 
@@ -151,7 +134,7 @@ TEST_F(Log, RolloverLeavesTheFileToAnotherProcess) {
   EXPECT_FALSE(std::filesystem::exists(previous_));
   EXPECT_TRUE(content_of(path_).ends_with("|2"));
   close(other);
-  std::filesystem::rename(path_, folder_ / "moved");
+  std::filesystem::rename(path_, folder_.path() / "moved");
   line("3");  // somebody else moved it: nothing to move, a fresh file
   EXPECT_FALSE(std::filesystem::exists(previous_));
   EXPECT_TRUE(matches(content_of(path_), "\n" + kTime + R"(\|a\.c\|7\|f\|3)"));
@@ -165,7 +148,7 @@ TEST_F(Log, RolloverByHourAndMinute) {
   EXPECT_GT(fd, 0) << "not above the limit";
   EXPECT_EQ(wzlb_check_rollover_file(&fd, path_.data(), 3, 0), 0);
   EXPECT_EQ(fd, -1);
-  const auto moved = std::filesystem::directory_iterator(folder_)->path();
+  const auto moved = std::filesystem::directory_iterator(folder_.path())->path();
   EXPECT_TRUE(matches(moved.filename(), R"(debug\.log\.\d\d\.\d\d)")) << moved;
   std::ofstream(path_) << "old";
   EXPECT_EQ(wzlb_open_log(&fd, path_.data(), 100, mutable_text("head")), 0);
@@ -199,20 +182,19 @@ TEST_F(Log, ProcessesShareALogByWholeLines) {
 }
 
 TEST_F(Log, ErrorLine) {
-  struct Case {
-    int severity;
-    const char* word;
-  };
-  for (const Case& c :
-       {Case{0xFF, "Critical"}, Case{0xFF00, "Major"}, Case{0xFF0000, "Minor"},
-        Case{static_cast<int>(0xFF000000), "Warning"}, Case{1, "Unknown Log Level"}}) {
-    const std::string text = stderr_of([&] { error_line(c.severity, "bad"); });
-    const std::string tail =
-        std::string(R"(\|id\|)") + c.word + R"(\|attr\|a\.c\|7\|f\|Error\|bad)";
+  const std::pair<unsigned, std::string> severities[] = {{0xFF, "Critical"},
+                                                         {0xFF00, "Major"},
+                                                         {0xFF0000, "Minor"},
+                                                         {0xFF000000, "Warning"},
+                                                         {1, "Unknown Log Level"}};
+  for (const auto& severity : severities) {
+    const std::string text =
+        stderr_of([&] { error_line(static_cast<int>(severity.first), "bad"); });
+    const std::string tail = R"(\|id\|)" + severity.second + R"(\|attr\|a\.c\|7\|f\|Error\|bad)";
     EXPECT_TRUE(matches(text, "\n" + kTime + tail)) << text;
   }
   EXPECT_EQ(stderr_of([] { error_line(0, "bad"); }), "");
-  std::string error_path = (folder_ / "error.log").string();
+  std::string error_path = (folder_.path() / "error.log").string();
   wzlb_util_set_log_filename(nullptr, error_path.data());
   wzlb_util_set_debug_log_size(1);
   error_line(0xFF, "1");
@@ -245,43 +227,36 @@ TEST_F(Log, StreamLine) {
 }
 
 TEST_F(Log, LevelKeyword) {
-  struct Case {
-    const char* line;
-    int result, level;
-    const char* message;
-  };
-  for (const Case& c : {Case{"LIB_DEBUG 1", 0, 0xFF, ""}, Case{"LIB_DEBUG 2\n", 0, 0xFFFF, ""},
-                        Case{"LIB_DEBUG 3", 0, 0xFFFFFF, ""}, Case{"LIB_DEBUG 4", 0, -1, ""},
-                        Case{"LIB_DEBUG 256 rest", 0, 256, ""},
-                        Case{"LIB_DEBUG abc", -1, 77, "Error: Value of LIB_DEBUG is not numeric"},
-                        Case{"LIB_DEBUG", 0, 0,
-                             "Invalid argument to keyword LIB_DEBUG, should be atleast two "
-                             "(LIB_DEBUG <level>)\n"}}) {
+  const std::tuple<const char*, int, int, std::string> cases[] = {
+      {"LIB_DEBUG 1", 0, 0xFF, ""},
+      {"LIB_DEBUG 2\n", 0, 0xFFFF, ""},
+      {"LIB_DEBUG 3", 0, 0xFFFFFF, ""},
+      {"LIB_DEBUG 4", 0, -1, ""},
+      {"LIB_DEBUG 256 rest", 0, 256, ""},
+      {"LIB_DEBUG abc", -1, 77, "Error: Value of LIB_DEBUG is not numeric"},
+      {"LIB_DEBUG", 0, 0,
+       "Invalid argument to keyword LIB_DEBUG, should be atleast two (LIB_DEBUG <level>)\n"}};
+  for (const auto& [line, result, level, message] : cases) {
     wzlb_util_set_debug_log_level(77);
-    int result = 1;
-    const std::string text = stderr_of([&] { result = set_wzlb_debug(mutable_text(c.line)); });
-    EXPECT_EQ(result, c.result) << c.line;
-    EXPECT_EQ(wzlb_log_level, c.level) << c.line;
-    EXPECT_EQ(text, c.message) << c.line;
+    testing::internal::CaptureStderr();
+    EXPECT_EQ(set_wzlb_debug(mutable_text(line)), result) << line;
+    EXPECT_EQ(testing::internal::GetCapturedStderr(), message) << line;
+    EXPECT_EQ(wzlb_log_level, level) << line;
   }
 }
 
 TEST_F(Log, ModuleMaskKeyword) {
-  struct Case {
-    const char* line;
-    unsigned long long mask;
-  };
-  for (const Case& c :
-       {Case{"M ALL ~ HESSIAN\n", ~0ULL - 2}, Case{"M SEARCH search", 0x2}, Case{"M ALL API", 0xF},
-        Case{"M ALL ~ TOPO SEARCH", ~0x101ULL}, Case{"M 0x2A0 64", 0x2E0}, Case{"M", 0},
-        Case{"M SEARCH ~ HASH", 0x1}, Case{"M ~HASH 8", 8}}) {
+  char message[WZLB_MODULEMASK_ERROR_SIZE] = "";
+  const std::pair<const char*, unsigned long long> cases[] = {
+      {"M ALL ~ HESSIAN\n", ~0ULL - 2},   {"M SEARCH search", 0x2}, {"M ALL API", 0xF},
+      {"M ALL ~ TOPO SEARCH", ~0x101ULL}, {"M 0x2A0 64", 0x2E0},    {"M", 0},
+      {"M SEARCH ~ HASH", 0x1},           {"M ~HASH 8", 8}};
+  for (const auto& [line, mask] : cases) {
     wzlb_util_set_modulemask(99);
-    char message[WZLB_MODULEMASK_ERROR_SIZE] = "";
-    EXPECT_EQ(set_wzlb_modulemask(mutable_text(c.line), message), 0) << c.line;
-    EXPECT_EQ(lib_module_mask, c.mask) << c.line;
+    EXPECT_EQ(set_wzlb_modulemask(mutable_text(line), message), 0) << line;
+    EXPECT_EQ(lib_module_mask, mask) << line;
   }
   wzlb_util_set_modulemask(99);
-  char message[WZLB_MODULEMASK_ERROR_SIZE] = "";
   EXPECT_EQ(set_wzlb_modulemask(mutable_text("M SEARCH Bogus API"), message), -1);
   EXPECT_STREQ(message, "ZelErr[1011357]: Provided Modulemask 'Bogus' is not a valid modulemask.");
   EXPECT_EQ(lib_module_mask, 99U);
@@ -290,20 +265,20 @@ TEST_F(Log, ModuleMaskKeyword) {
 TEST_F(Log, ExitKeyword) {
   const char* const refused =
       "Invalid value for num in keyword LIB_DO_EXIT. Hence setting default value to 100\n";
-  struct Case {
-    const char* line;
-    int size;
-    const char* message;
-  };
-  for (const Case& c :
-       {Case{"LIB_DO_EXIT 0", 0, ""}, Case{"LIB_DO_EXIT 1024", 1024, ""},
-        Case{"LIB_DO_EXIT 1025", 100, refused}, Case{"LIB_DO_EXIT -1", 100, refused},
-        Case{"LIB_DO_EXIT 4294967297", 100, refused}, Case{"LIB_DO_EXIT x", 100, refused},
-        Case{"LIB_DO_EXIT", 100, refused}}) {
+  const std::tuple<const char*, int, std::string> cases[] = {
+      {"LIB_DO_EXIT 0", 0, ""},
+      {"LIB_DO_EXIT 1024", 1024, ""},
+      {"LIB_DO_EXIT 1025", 100, refused},
+      {"LIB_DO_EXIT -1", 100, refused},
+      {"LIB_DO_EXIT 4294967297", 100, refused},
+      {"LIB_DO_EXIT x", 100, refused},
+      {"LIB_DO_EXIT", 100, refused}};
+  for (const auto& [line, size, message] : cases) {
     lib_backtrace_size = 5;
-    EXPECT_EQ(stderr_of([&] { EXPECT_EQ(kw_set_lib_do_exit(mutable_text(c.line)), 0); }),
-              c.message);
-    EXPECT_EQ(lib_backtrace_size, c.size) << c.line;
+    testing::internal::CaptureStderr();
+    EXPECT_EQ(kw_set_lib_do_exit(mutable_text(line)), 0);
+    EXPECT_EQ(testing::internal::GetCapturedStderr(), message);
+    EXPECT_EQ(lib_backtrace_size, size) << line;
   }
   EXPECT_NE(content_of(path_).find("|Keyword=[LIB_DO_EXIT], size =[1024]"), std::string::npos);
 }

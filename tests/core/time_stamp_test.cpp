@@ -6,11 +6,11 @@
 #include <cstdlib>
 #include <ctime>
 #include <filesystem>
-#include <fstream>
 #include <string>
 
 #include "libwzcore/internal/clock_sources.h"
 #include "libwzcore/internal/trace.h"
+#include "tests/support/temporary_folder.h"
 
 namespace {
 
@@ -76,38 +76,35 @@ TEST(TimeStamp, CycleCounterNeverStepsBack) {
 
 TEST(Jiffies, CountFromTheFirstReadingAcrossAWrap) {
   constexpr auto kMax = ~0UL;
-  struct Case {
-    unsigned long first, last, now, reading, stamp;
-    bool wrapped;
-  };
-  for (const Case& c : {Case{100, 100, 100, 100, 0, false}, Case{100, 150, 180, 180, 80, false},
-                        Case{100, 200, 50, kMax - 150, kMax - 250, true},
-                        // Below the first reading: one less than the difference.
-                        Case{100, 0, 40, 40, kMax - 60, false}}) {
-    const wz::JiffyReading got = wz::jiffies_since(c.first, c.last, c.now);
-    EXPECT_EQ(got.reading, c.reading);
-    EXPECT_EQ(got.stamp, c.stamp);
-    EXPECT_EQ(got.wrapped, c.wrapped);
+  const std::tuple<unsigned long, unsigned long, unsigned long, wz::JiffyReading> cases[] = {
+      {100, 100, 100, {100, 0, false}},
+      {100, 150, 180, {180, 80, false}},
+      {100, 200, 50, {kMax - 150, kMax - 250, true}},
+      {100, 0, 40, {40, kMax - 60, false}}};  // below the first reading: one less
+  for (const auto& [first, last, now, expected] : cases) {
+    const wz::JiffyReading got = wz::jiffies_since(first, last, now);
+    EXPECT_EQ(got.reading, expected.reading);
+    EXPECT_EQ(got.stamp, expected.stamp);
+    EXPECT_EQ(got.wrapped, expected.wrapped);
   }
 }
 
 TEST(Jiffies, CounterIsMappedAtItsOffsetInThePage) {
-  const auto path =
-      std::filesystem::temp_directory_path() / ("wz_counter_" + std::to_string(getpid()));
+  const wz::test::TemporaryFolder folder;
+  const std::string path = (folder.path() / "counter").string();
   const auto page = static_cast<std::size_t>(sysconf(_SC_PAGESIZE));
   std::string content(2 * page, '\0');
   const unsigned long value = 0x1122334455667788;
   content.replace(page + 16, sizeof value, reinterpret_cast<const char*>(&value), sizeof value);
-  std::ofstream(path, std::ios::binary) << content;
+  folder.write("counter", content);
   const volatile unsigned long* counter = nullptr;
   EXPECT_EQ(wz::map_counter(
                 path.c_str(), [&] { return page + 16; }, &counter),
             wz::CounterStatus::kMapped);
   ASSERT_NE(counter, nullptr);
   EXPECT_EQ(*counter, value);
-  std::filesystem::remove(path);
   const auto no_address = [] { return std::uint64_t{0}; };
-  EXPECT_EQ(wz::map_counter(path.c_str(), no_address, &counter), wz::CounterStatus::kNoDevice);
+  EXPECT_EQ(wz::map_counter("/no/device", no_address, &counter), wz::CounterStatus::kNoDevice);
   EXPECT_EQ(wz::map_counter("/", no_address, &counter), wz::CounterStatus::kFailed);
 }
 
@@ -146,16 +143,15 @@ TEST(Clock, SignalMasks) {
 }
 
 TEST(Clock, LocalOffset) {
-  const auto at = [](int day, int hour, int minute) {
-    struct tm t {};
-    t.tm_yday = day;
-    t.tm_hour = hour;
-    t.tm_min = minute;
-    return t;
-  };
-  EXPECT_EQ(wz::local_offset(at(9, 14, 30), at(9, 9, 0)), 19800);
-  EXPECT_EQ(wz::local_offset(at(10, 1, 0), at(9, 23, 0)), 7200);
-  EXPECT_EQ(wz::local_offset(at(9, 20, 0), at(10, 1, 0)), -18000);
+  tm local{}, utc{};
+  local.tm_hour = 14;
+  local.tm_min = 30;
+  utc.tm_hour = 9;
+  EXPECT_EQ(wz::local_offset(local, utc), 19800);
+  local.tm_hour = 1;
+  local.tm_yday = 1;  // the next day already
+  EXPECT_EQ(wz::local_offset(local, utc), 59400);
+  EXPECT_EQ(wz::local_offset(utc, local), -59400);
 }
 
 TEST(Clock, EpochsAndDurations) {
@@ -165,15 +161,12 @@ TEST(Clock, EpochsAndDurations) {
               Eq("Unable to get unix_zel_epoch_diff for zelmon year: -2147483648\n"));
   const long long now = wzlb_get_cur_time_in_ms();
   EXPECT_LE(std::llabs(now / 1000 - time(nullptr)), 1);
-  struct Case {
-    u_wz_ts_t milliseconds;
-    const char* text;
-  };
-  for (const Case& c : {Case{0, "00:00:00"}, Case{3725400, "01:02:05"}, Case{3725500, "01:02:06"},
-                        Case{90000000, "25:00:00"}}) {
+  const std::pair<u_wz_ts_t, const char*> durations[] = {
+      {0, "00:00:00"}, {3725400, "01:02:05"}, {3725500, "01:02:06"}, {90000000, "25:00:00"}};
+  for (const auto& [milliseconds, expected] : durations) {
     char text[32];
-    convert_to_hh_mm_ss(c.milliseconds, text);
-    EXPECT_STREQ(text, c.text);
+    convert_to_hh_mm_ss(milliseconds, text);
+    EXPECT_STREQ(text, expected);
   }
 }
 

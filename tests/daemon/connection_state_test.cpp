@@ -13,24 +13,14 @@ namespace {
 using wz::test::ServiceFixture;
 
 TEST(QueryValue, FindsWholeParameters) {
-  struct Case {
-    std::string_view url;
-    std::optional<std::string_view> value;
-  };
+  using Case = std::pair<std::string_view, std::optional<std::string_view>>;
   constexpr Case cases[] = {
-      {"/a?x=1", "1"},
-      {"/a?y=2&x=1&x=3", "1"},
-      {"/a?x=", ""},
-      {"/a?xx=1", std::nullopt},
-      {"/a?ax=1", std::nullopt},
-      {"/a", std::nullopt},
-      {"/x=1", std::nullopt},
-      {"/a?", std::nullopt},
-      {"/a?x", std::nullopt},
-      {"/a?&&x=a=b?c&", "a=b?c"},
-  };
-  for (const Case& each : cases) {
-    EXPECT_EQ(vsd::query_value(each.url, "x"), each.value) << each.url;
+      {"/a?x=1", "1"},           {"/a?y=2&x=1&x=3", "1"},   {"/a?x=", ""},
+      {"/a?xx=1", std::nullopt}, {"/a?ax=1", std::nullopt}, {"/a", std::nullopt},
+      {"/x=1", std::nullopt},    {"/a?", std::nullopt},     {"/a?x", std::nullopt},
+      {"/a?&&x=a=b?c&", "a=b?c"}};
+  for (const auto& [url, value] : cases) {
+    EXPECT_EQ(vsd::query_value(url, "x"), value) << url;
   }
 }
 

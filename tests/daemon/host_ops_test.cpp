@@ -4,32 +4,25 @@
 #include <wz/wz_script.h>
 #include <wz/wzlb_date_var.h>
 
-#include <cstring>
 #include <ctime>
-#include <fstream>
-#include <iomanip>
-#include <iterator>
 #include <regex>
 #include <set>
-#include <sstream>
 #include <string>
 
 #include "daemon/host_ops/date_reference.h"
+#include "tests/support/capture.h"
 #include "tests/support/service_fixture.h"
 
 namespace {
 
+using wz::test::content_of;
+using wz::test::printed;
 using wz::test::ServiceFixture;
 using wz::test::TemporaryFolder;
 
 template <std::size_t Size>
 char* text(const char (&literal)[Size]) {
   return const_cast<char*>(literal);
-}
-
-std::string content_of(const std::filesystem::path& path) {
-  std::ifstream file(path, std::ios::binary);
-  return {std::istreambuf_iterator<char>(file), {}};
 }
 
 class HostLogTest : public ::testing::Test {
@@ -63,16 +56,6 @@ TEST_F(HostLogTest, WritesDebugLinesThatPassBothMasks) {
   EXPECT_TRUE(std::regex_match(content_of(debug_), lines)) << content_of(debug_);
 }
 
-TEST_F(HostLogTest, CutsLongLines) {
-  vsd::set_host_log_masks(-1, ~0ULL);
-  const std::string message(70000, 'x');
-  debug(0xFF, 1, message.c_str());
-  debug(0xFF, 1, "next");
-  const std::string written = content_of(debug_);
-  EXPECT_EQ(written.find('\n', 1), 64000U);
-  EXPECT_TRUE(written.ends_with("|<next>"));
-}
-
 TEST_F(HostLogTest, WritesErrorLines) {
   const auto error = [](int severity) {
     vsd_error_log_ex(severity, text("a.c"), 7, text("f"), nullptr, text("id"), text("attr"),
@@ -104,25 +87,15 @@ TEST(HostHashTable, NumbersKeys) {
   vsd_hash_table_init(&table);
   EXPECT_EQ(vsd_hash_table_add(&table, text("abc"), 2), 0) << "the length decides, not a NUL";
   EXPECT_EQ(vsd_hash_table_add(&table, text("a\0b"), 3), 1);
-  EXPECT_EQ(vsd_hash_table_add(&table, text("ab"), 2), 0);
   EXPECT_EQ(vsd_hash_table_get(&table, text("abX"), 2), 0);
-  EXPECT_EQ(vsd_hash_table_get(&table, text("a\0b"), 3), 1);
   EXPECT_EQ(vsd_hash_table_get(&table, text("abc"), 3), -1);
-  EXPECT_EQ(vsd_hash_table_get(&table, text("abc"), -1), -1);
 }
 
 TEST(HostNames, ReadsTheMethodFromTheRequestLine) {
   connection request{};
   EXPECT_EQ(get_http_method(&request)->http_method_len, 0);
-  request.request_hdr = {text("xxPATCH / HTTP/1.1\r\n\r\n"), 2};
-  EXPECT_STREQ(get_http_method(&request)->http_method, "PATCH");
-  request.request_hdr = {text("PROPFINDS / HTTP/1.1"), 0};
+  request.request_hdr = {text("xxPROPFINDS / HTTP/1.1"), 2};
   EXPECT_EQ(get_http_method(&request)->http_method_len, 8) << "the field has no room for more";
-  EXPECT_STREQ(get_proto_type(VSD_PROTO_HTTPS), "https");
-  EXPECT_STREQ(get_proto_type(99), "");
-  EXPECT_EQ(get_dynamic_fwd_port(&request, nullptr), 0);
-  vsd::set_host_work_directory("/srv/vsd");
-  EXPECT_STREQ(g_wdir, "/srv/vsd");
 }
 
 TEST(DateReference, ReadsFormatAndOffset) {
@@ -133,15 +106,10 @@ TEST(DateReference, ReadsFormatAndOffset) {
   };
   constexpr Case cases[] = {
       {"} rest, +1}", "", std::nullopt},
-      {" anything}", "", std::nullopt},
       {",%Y}x", "%Y", std::nullopt},
-      {", \t%Y-%m,+3}", "%Y-%m", 3},
       {",%d, -12 }", "%d", -12},
-      {",%A, %d}", "%A, %d", std::nullopt},
       {",%A, %d,+1}", "%A, %d", 1},
-      {",%A,7}", "%A,7", std::nullopt},
       {",%A,+-7}", "%A,+-7", std::nullopt},
-      {",,+2}", "", 2},
       {",%A,+99999999999}", "%A,+99999999999", std::nullopt},
       {",%Y", "%Y", std::nullopt},
       {"", "", std::nullopt},
@@ -159,10 +127,7 @@ class HostDateTest : public ServiceFixture {
     return wz_eval_string(std::string(reference).data());
   }
   static std::string day(int offset, const char* format = "%Y-%m-%d") {
-    const time_t when = std::time(nullptr) + offset * 86400;
-    std::ostringstream out;
-    out << std::put_time(std::localtime(&when), format);
-    return out.str();
+    return printed(format, std::time(nullptr) + offset * 86400);
   }
 };
 
@@ -183,19 +148,14 @@ void within_one_day(Check check) {
 
 TEST_F(HostDateTest, AppliesTheDeclarationAndTheReference) {
   serve(R"(wz_date_var(today, format="%Y-%m-%d", offset=+1);
-           wz_date_var(shifted, format="%F at 100%%", offset="-2.48:00:00");)");
+           wz_date_var(shifted, format="%F at 100%%", offset="-2.48:00:00");
+           wz_date_var(free, format="%u", DayType=NONWORKING);)");
+  EXPECT_GT(eval("{free}"), "5");
   within_one_day([] {
     return std::pair(eval("{today} {today,%d.%m.} {today,%F,-3} {shifted} {shifted,%F,+4}"),
                      day(1) + " " + day(1, "%d.%m.") + " " + day(-3) + " " +
                          day(-4, "%F at 100%%") + " " + day(2));
   });
-}
-
-TEST_F(HostDateTest, MovesToTheDayTypeAskedFor) {
-  serve(R"(wz_date_var(work, format="%u", DayType=WORKING);
-           wz_date_var(free, format="%u", DayType=NONWORKING);)");
-  EXPECT_LT(eval("{work}"), "6");
-  EXPECT_GT(eval("{free}"), "5");
 }
 
 TEST_F(HostDateTest, DrawsADayOncePerRequestOrAtEachUse) {

@@ -106,55 +106,55 @@ TEST(HttpExchange, AnswersOrRefusesHoweverTheBytesAreCut) {
       {"CONNECT a:80 HTTP/1.1\r\nHost: a:80\r\n\r\n", "501", 0},
       {"\x16\x03\x01\x02"sv, "400", 0},
       {"BREW / HTTP/1.1\r\nHost: a\n\n", "501", 0},
-      // Fields.
       {"GET / HTTP/1.1\r\n\r\n", "400", 0},
-      {"GET / HTTP/1.1\r\nHost: a\r\nHost: a\r\n\r\n", "400", 0},
       {"GET / HTTP/1.1\r\nHost: a/b\r\n\r\n", "400", 0},
       {"GET / HTTP/1.1\r\nHost: a b\r\n\r\n", "400", 0},
       {"GET / HTTP/1.1\r\nHost : a\r\n\r\n", "400", 0},
       {"GET / HTTP/1.1\r\n Host: a\r\n\r\n", "400", 0},
-      {"GET / HTTP/1.1\r\nHost: a\r\nX: a\r\n b\r\n\r\n", "400", 0},
-      {"GET / HTTP/1.1\r\nHost: a\r\nX: a\0b\r\n\r\n"sv, "400", 0},
-      {"GET / HTTP/1.1\r\nHost: a\r\nX: a\rb\r\n\r\n", "400", 0},
-      {"GET / HTTP/1.1\r\nHost: a\r\n: b\r\n\r\n", "400", 0},
-      {"GET / HTTP/1.1\r\nHost: a\r\nno colon\r\n\r\n", "400", 0},
-      {"GET / HTTP/1.1\r\nHost: a\r\nX: b\r\n\n", "400", 0},
-      {"POST / HTTP/1.1\r\nHost: a\r\nExpect: magic\r\n\r\n", "417", 0},
-      // Lengths and codings.
-      {"POST / HTTP/1.1\r\nHost: a\r\nContent-Length: 1\r\nContent-Length: 1\r\n\r\na", "400", 0},
-      {"POST / HTTP/1.1\r\nHost: a\r\nContent-Length: 1\r\nContent-Length: 2\r\n\r\na", "400", 0},
-      {"POST / HTTP/1.1\r\nHost: a\r\nContent-Length: 1, 1\r\n\r\na", "400", 0},
-      {"POST / HTTP/1.1\r\nHost: a\r\nContent-Length: +1\r\n\r\na", "400", 0},
-      {"POST / HTTP/1.1\r\nHost: a\r\nContent-Length: -1\r\n\r\na", "400", 0},
-      {"POST / HTTP/1.1\r\nHost: a\r\nContent-Length:\r\n\r\na", "400", 0},
-      {"POST / HTTP/1.1\r\nHost: a\r\nContent-Length: 99999999999999999999\r\n\r\na", "400", 0},
-      {"POST / HTTP/1.1\r\nHost: a\r\nContent-Length: 65\r\n\r\n", "413", 0},
-      {"POST / HTTP/1.1\r\nHost: a\r\nContent-Length: 1\r\nTransfer-Encoding: chunked\r\n\r\n0\r\n",
-       "400", 0},
-      {"POST / HTTP/1.1\r\nHost: a\r\nTransfer-Encoding: chunked\r\nContent-Length: 1\r\n\r\n0\r\n",
-       "400", 0},
-      {"POST / HTTP/1.1\r\nHost: a\r\nTransfer-Encoding: gzip, chunked\r\n\r\n0\r\n", "501", 0},
-      {"POST / HTTP/1.1\r\nHost: a\r\nTransfer-Encoding: xchunked\r\n\r\n0\r\n", "501", 0},
-      {"POST / HTTP/1.1\r\nHost: a\r\nTransfer-Encoding: chunked, chunked\r\n\r\n", "400", 0},
-      {"POST / HTTP/1.1\r\nHost: a\r\nTransfer-Encoding: chunked, gzip\r\n\r\n", "400", 0},
-      {"POST / HTTP/1.1\r\nHost: a\r\nTransfer-Encoding:\r\n\r\n", "400", 0},
       {"POST / HTTP/1.0\r\nTransfer-Encoding: chunked\r\n\r\n0\r\n\r\n", "400", 0},
-      {"POST / HTTP/1.1\r\nHost: a\r\nTransfer-Encoding: chunked\r\n"
-       "Transfer-Encoding: chunked\r\n\r\n",
-       "400", 0},
   };
   for (const Case& c : cases) {
     check(c.request, c.expected, c.handled);
   }
 }
 
+TEST(HttpExchange, RefusesBadFieldsAndLengths) {
+  using namespace std::string_view_literals;
+  const std::pair<std::string_view, std::string_view> cases[] = {
+      {"Host: a\r\n\r\n", "400"},
+      {"X: a\r\n b\r\n\r\n", "400"},
+      {"X: a\0b\r\n\r\n"sv, "400"},
+      {"X: a\rb\r\n\r\n", "400"},
+      {": b\r\n\r\n", "400"},
+      {"no colon\r\n\r\n", "400"},
+      {"X: b\r\n\n", "400"},
+      {"Expect: magic\r\n\r\n", "417"},
+      {"Content-Length: 1\r\nContent-Length: 1\r\n\r\na", "400"},
+      {"Content-Length: 1\r\nContent-Length: 2\r\n\r\na", "400"},
+      {"Content-Length: 1, 1\r\n\r\na", "400"},
+      {"Content-Length: +1\r\n\r\na", "400"},
+      {"Content-Length: -1\r\n\r\na", "400"},
+      {"Content-Length:\r\n\r\na", "400"},
+      {"Content-Length: 99999999999999999999\r\n\r\na", "400"},
+      {"Content-Length: 65\r\n\r\n", "413"},
+      {"Content-Length: 1\r\nTransfer-Encoding: chunked\r\n\r\n0\r\n", "400"},
+      {"Transfer-Encoding: chunked\r\nContent-Length: 1\r\n\r\n0\r\n", "400"},
+      {"Transfer-Encoding: gzip, chunked\r\n\r\n0\r\n", "501"},
+      {"Transfer-Encoding: xchunked\r\n\r\n0\r\n", "501"},
+      {"Transfer-Encoding: chunked, chunked\r\n\r\n", "400"},
+      {"Transfer-Encoding: chunked, gzip\r\n\r\n", "400"},
+      {"Transfer-Encoding:\r\n\r\n", "400"},
+      {"Transfer-Encoding: chunked\r\nTransfer-Encoding: chunked\r\n\r\n", "400"},
+  };
+  for (const auto& [fields, status] : cases) {
+    check("POST / HTTP/1.1\r\nHost: a\r\n" + std::string(fields), status, 0);
+  }
+}
+
 TEST(HttpExchange, RefusesBadChunks) {
   using namespace std::string_view_literals;
-  struct BadChunk {
-    std::string_view body;
-    std::string_view status;
-  };
-  const BadChunk cases[] = {
+  const std::string head = "POST / HTTP/1.1\r\nHost: a\r\nTransfer-Encoding: chunked\r\n\r\n";
+  const std::pair<std::string_view, std::string_view> cases[] = {
       {"\r\n", "400"},
       {"x\r\n", "400"},
       {"-1\r\n", "400"},
@@ -174,11 +174,9 @@ TEST(HttpExchange, RefusesBadChunks) {
       {"0\r\n fold: x\r\n", "400"},
       {"0\r\nT: \0\r\n"sv, "400"},
   };
-  for (const BadChunk& c : cases) {
-    const std::string head = "POST / HTTP/1.1\r\nHost: a\r\nTransfer-Encoding: chunked\r\n\r\n";
-    check(head + std::string(c.body), c.status, 0);
+  for (const auto& [body, status] : cases) {
+    check(head + std::string(body), status, 0);
   }
-  const std::string head = "POST / HTTP/1.1\r\nHost: a\r\nTransfer-Encoding: chunked\r\n\r\n";
   check(head + "0\r\nT: " + std::string(300, 'x'), "431", 0);
   check(head + "1;" + std::string(5000, 'x'), "400", 0);
 }
@@ -191,16 +189,6 @@ TEST(HttpExchange, LimitsTheHead) {
   check("GET /" + std::string(300, 'x'), "414", 0);
 }
 
-TEST(HttpExchange, GivesTheHandlerDecodedBodyAndRawHead) {
-  const HttpLimits limits;
-  EchoHandler handler;
-  ExchangeDriver driver(limits, handler);
-  const std::string head =
-      "PUT http://h/p?q HTTP/1.1\r\nHost: h\r\nTransfer-Encoding: chunked\r\n\r\n";
-  driver.feed(head + "2\r\nab\r\n1\r\nc\r\n0\r\n\r\n");
-  EXPECT_TRUE(driver.output.ends_with("\r\n\r\nPUT /p?q " + std::to_string(head.size()) + " abc"));
-}
-
 TEST(HttpExchange, WritesTheHead) {
   const HttpLimits limits;
   EchoHandler handler;
@@ -208,45 +196,40 @@ TEST(HttpExchange, WritesTheHead) {
   driver.context().date.update(784111777);
   const std::string common =
       "HTTP/1.1 200 OK\r\nContent-Type: text/plain\r\nDate: Sun, 06 Nov 1994 08:49:37 GMT\r\n";
-  struct Exchanged {
-    std::string_view request;
-    std::string answer;
-  };
-  const Exchanged cases[] = {
+  const std::pair<std::string_view, std::string> cases[] = {
       {"HEAD /p HTTP/1.1\r\nHost: a\r\n\r\n", common + "Content-Length: 11\r\n\r\n"},
       {"GET / HTTP/1.0\r\nConnection: keep-alive\r\n\r\n",
        common + "Content-Length: 9\r\nConnection: keep-alive\r\n\r\nGET / 42 "},
       {"GET /none HTTP/1.1\r\nHost: a\r\n\r\n",
        "HTTP/1.1 204 No Content\r\n" + common.substr(17) + "\r\n"},
+      {"PUT http://a/p?q HTTP/1.1\r\nHost: a\r\nTransfer-Encoding: chunked\r\n\r\n"
+       "2\r\nab\r\n1\r\nc\r\n0\r\n\r\n",
+       common + "Content-Length: 15\r\n\r\nPUT /p?q 66 abc"},
       {"GET /close HTTP/1.1\r\nHost: a\r\n\r\n",
        common + "Content-Length: 14\r\nConnection: close\r\n\r\nGET /close 32 "},
   };
-  for (const Exchanged& c : cases) {
+  for (const auto& [request, answer] : cases) {
     driver.output.clear();
-    driver.feed(c.request);
-    EXPECT_EQ(driver.output, c.answer);
+    driver.feed(request);
+    EXPECT_EQ(driver.output, answer);
   }
   EXPECT_TRUE(driver.closed);
 }
 
 TEST(HttpExchange, AsksForTheBodyOnlyWhenItIsMissingAndWelcome) {
   const std::string head = "POST / HTTP/1.1\r\nHost: a\r\nExpect: 100-continue\r\nContent-Length: ";
-  struct Expectation {
-    std::string request;
-    std::string_view interim;
-  };
-  const Expectation cases[] = {
-      {head + "2\r\n\r\n", "HTTP/1.1 100 Continue\r\n\r\n"},
+  const std::pair<std::string, std::string_view> cases[] = {
+      {head + "2\r\n\r\n", "HTTP/1.1 100"},
       {head + "2\r\n\r\na", ""},
       {head + "0\r\n\r\n", "HTTP/1.1 200"},
       {head + "65\r\n\r\n", "HTTP/1.1 413"},
   };
-  for (const auto& c : cases) {
+  for (const auto& [request, first] : cases) {
     const HttpLimits limits = small_limits();
     EchoHandler handler;
     ExchangeDriver driver(limits, handler);
-    driver.feed(c.request);
-    EXPECT_EQ(driver.output.substr(0, 12), c.interim.substr(0, 12)) << c.request;
+    driver.feed(request);
+    EXPECT_EQ(driver.output.substr(0, 12), first) << request;
   }
 }
 
@@ -288,25 +271,21 @@ TEST(HttpExchange, StopsServingWhileTheClientDoesNotRead) {
 
 TEST(HttpExchange, TimesOut) {
   const HttpLimits limits;
-  struct TimeOut {
-    std::string_view sent;
-    std::string_view expected;
-  };
-  const TimeOut cases[] = {
+  const std::pair<std::string_view, std::string_view> cases[] = {
       {"GET / HT", "408"},
       {"POST / HTTP/1.1\r\nHost: a\r\nContent-Length: 9\r\n\r\nabc", "408"},
       {"GET / HTTP/1.1\r\nHost: a\r\n\r\nGET", "200 408"},
   };
-  for (const auto& c : cases) {
+  for (const auto& [sent, expected] : cases) {
     EchoHandler handler;
     ExchangeDriver driver(limits, handler);
-    for (const char& byte : c.sent) {  // a byte now and then does not put the end off
+    for (const char& byte : sent) {  // a byte now and then does not put the end off
       driver.later(1ms);
       driver.feed({&byte, 1});
     }
     EXPECT_EQ(driver.later(limits.request_timeout - 1s), Step::read);
     driver.later(1s);
-    EXPECT_EQ(statuses(driver.output), c.expected);
+    EXPECT_EQ(statuses(driver.output), expected);
     EXPECT_TRUE(driver.shut_down);
     EXPECT_EQ(driver.later(10s), Step::close);
   }
@@ -316,18 +295,6 @@ TEST(HttpExchange, TimesOut) {
   EXPECT_EQ(idle.later(limits.idle_timeout - 1ms), Step::read);
   EXPECT_EQ(idle.later(1ms), Step::close);
   EXPECT_EQ(statuses(idle.output), "200");
-}
-
-TEST(HttpExchange, EndsWithTheAnswerWhileDraining) {
-  const HttpLimits limits;
-  EchoHandler handler;
-  ExchangeDriver driver(limits, handler);
-  driver.feed("GET / HT");
-  EXPECT_FALSE(driver.exchange().idle());
-  driver.context().draining = true;
-  driver.feed("TP/1.1\r\nHost: a\r\n\r\n");
-  EXPECT_NE(driver.output.find("Connection: close\r\n"), std::string::npos);
-  EXPECT_TRUE(driver.closed);
 }
 
 }  // namespace

@@ -55,10 +55,10 @@ constexpr const char* kOrders =
     "wz_query_var(cust, name=cust);\n"
     "wz_scratch_var(note);\n"
     "wz_date_var(year, format=\"%Y\");\n"
+    "wz_response(any, file=\"any.xml\");\n"
     "wz_response(none, file=\"none.txt\", status=404, when=\"{id}\", equals=\"\");\n"
     "wz_response(seven, file=\"seven.json\", status=201, when=\"{id}-{cust}\", equals=\"7-x\", "
-    "header=\"X-Fixed: 1\");\n"
-    "wz_response(any, file=\"any.xml\");\n";
+    "header=\"X-Fixed: 1\");\n";
 
 TEST_F(RequestRunner, ChoosesEvaluatesAndMerges) {
   serve({{"orders/service.wz", kOrders},
@@ -113,11 +113,12 @@ TEST_F(RequestRunner, ChoosesEvaluatesAndMerges) {
 TEST_F(RequestRunner, KeepsRequestsAndServicesApart) {
   serve({{"a/service.wz",
           "wz_service(a, method=POST, url=\"/a\");\nwz_request_var(b, part=body);\n"
-          "wz_scratch_var(once);\nwz_response(r, file=\"r.bin\");\n"},
-         {"a/r.bin", "[{b}|{once}]"},
+          "wz_scratch_var(once);\nwz_scratch_array(list, size=2);\n"
+          "wz_response(r, file=\"r.bin\");\n"},
+         {"a/r.bin", "[{b}|{once}{list_2}]"},
          {"a/script.c",
           "#include <wz/wz_script.h>\nstatic int count;\n"
-          "void post_recv(void) { if (count++ == 0) wz_save_string(\"first\", \"once\"); }\n"},
+          "void post_recv(void) { if (count++ == 0) wz_save_string(\"first\", \"list_2\"); }\n"},
          {"b/service.wz", "wz_service(b, url=\"/b\");\nwz_response(r, file=\"r.txt\");\n"},
          {"b/r.txt", "{b}{{}}"}});
   ASSERT_TRUE(problems.empty()) << to_string(problems[0]);

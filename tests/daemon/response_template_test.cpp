@@ -30,23 +30,16 @@ std::string describe(std::string_view text) {
     EXPECT_EQ(piece.offset, expected_offset) << text;  // nothing lost, nothing twice
     expected_offset = piece.offset + piece.length;
     const std::string_view source = text.substr(piece.offset, piece.length);
-    switch (piece.kind) {
-      case PieceKind::literal:
-        description += source;
-        break;
-      case PieceKind::value:
-        description += "<v" + std::to_string(piece.slot) + ">";
-        break;
-      case PieceKind::element:
-        description +=
-            "<e" + std::to_string(piece.slot) + "." + std::to_string(piece.element) + ">";
-        break;
-      case PieceKind::reference:
-        description.append("<r").append(source).append(">");
-        break;
-      case PieceKind::steady:
-        description.append("<s").append(source).append(">");
-        break;
+    const std::string slot = std::to_string(piece.slot);
+    if (piece.kind == PieceKind::literal) {
+      description += source;
+    } else if (piece.kind == PieceKind::value) {
+      description += "<v" + slot + ">";
+    } else if (piece.kind == PieceKind::element) {
+      description += "<e" + slot + "." + std::to_string(piece.element) + ">";
+    } else {
+      description += piece.kind == PieceKind::steady ? "<s" : "<r";
+      description.append(source).append(">");
     }
   }
   EXPECT_EQ(expected_offset, text.size()) << text;
@@ -58,17 +51,11 @@ TEST(ResponseTemplate, InnermostBracesOfKnownVariablesAreReferences) {
     std::string text;
     std::string pieces;
   } cases[] = {
-      {"", ""},
       {"no braces", "no braces"},
-      {"{order_id}", "<v0>"},
       {"a{order_id}{order_id}b", "a<v0><v0>b"},
-      {R"({"id":"{order_id}"})", R"({"id":"<v0>"})"},
-      {"{{order_id}}", "{<v0>}"},
       {"{{{order_id}", "{{<v0>"},
-      {"{unknown}{order_id}", "{unknown}<v0>"},
       {R"({"a":{"b":[{"c":"{order_id}"}]}})", R"({"a":{"b":[{"c":"<v0>"}]}})"},
       {"}{order_id", "}{order_id"},
-      {"{", "{"},
       {"{}{order_id}", "{}<v0>"},
       {"{order_id more}{order_id,x}{order_id\tx}", "<v0><v0><v0>"},
       {"{ order_id}{Order_id}", "{ order_id}{Order_id}"},
@@ -91,33 +78,6 @@ TEST(ResponseTemplate, InnermostBracesOfKnownVariablesAreReferences) {
   const auto any = [](std::string_view) { return std::optional<VariableTarget>{{SCRATCH_VAR, 0}}; };
   EXPECT_EQ(compile_template("{" + long_name + "}", any).front().kind, PieceKind::literal);
   EXPECT_EQ(compile_template("{" + long_name.substr(1) + "}", any).front().kind, PieceKind::value);
-}
-
-TEST(ResponseTemplate, InsertsStoredValuesWhole) {
-  std::string binary("a\0b", 3);
-  std::string first = "one";
-  std::string second("t\0o", 3);
-  ArrayValEntry elements[] = {{first.data(), 3}, {second.data(), 3}};
-  UserVarEntry table[7] = {};
-  table[0].value.value = binary.data();
-  table[0].length = 3;
-  table[1].flags = WZ_USER_VAR_IS_ARRAY;
-  table[1].value.array = elements;
-  table[1].length = 2;
-  connection current{};
-  current.uvtable = table;
-
-  TemplateEvaluator evaluator;
-  std::string out = ">";
-  const std::string_view text = "{order_id}|{items}|{items_02}|{gone}|";
-  evaluator.append(text, compile_template(text, resolve), current, out);
-  EXPECT_EQ(out, std::string(">a\0b|one|t\0o||", 14));
-
-  table[1].length = 0;
-  table[1].value.array = nullptr;
-  out.clear();
-  evaluator.append("{items}", compile_template("{items}", resolve), current, out);
-  EXPECT_EQ(out, "");
 }
 
 }  // namespace

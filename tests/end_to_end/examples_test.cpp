@@ -1,12 +1,8 @@
 // The example services through a real vsd.
 #include <gtest/gtest.h>
 
-#include <ctime>
-#include <iomanip>
-#include <sstream>
-
+#include "tests/support/capture.h"
 #include "tests/support/http_client.h"
-#include "tests/support/raw_client.h"
 #include "tests/support/vsd_process.h"
 
 namespace vsd::test {
@@ -23,12 +19,7 @@ class Examples : public testing::Test {
   static std::string url(const std::string& target) { return vsd_->url(target); }
 
   static std::string today(const char* format) {
-    const std::time_t now = std::time(nullptr);
-    std::tm local{};
-    localtime_r(&now, &local);
-    std::ostringstream text;
-    text << std::put_time(&local, format);
-    return text.str();
+    return wz::test::printed(format, std::time(nullptr));
   }
 
   static inline VsdProcess* vsd_ = nullptr;
@@ -104,31 +95,6 @@ TEST_F(Examples, LargeBodiesComeBackWholeAndChunked) {
       EXPECT_EQ(answer.status, 200) << header;
       EXPECT_TRUE(answer.body.ends_with("\n\n" + body)) << size << header;
     }
-  }
-}
-
-TEST_F(Examples, RefusesWhatNoServiceAnswers) {
-  EXPECT_EQ(client_.get(url("/nowhere")).status, 404);
-  const auto answer = client_.get(url("/order"));
-  EXPECT_EQ(answer.status, 405);
-  EXPECT_TRUE(contains(answer.headers, "Allow: POST"));
-}
-
-TEST_F(Examples, ARequestCutAtEveryByteIsAnsweredTheSame) {
-  const std::string request =
-      "POST /order?cust=Ann HTTP/1.1\r\nHost: a\r\nContent-Length: 21\r\n\r\n"
-      "<orderId>77</orderId>";
-  const RawClient client(vsd_->port());
-  const auto answer = [&](std::size_t cut) {
-    client.send(request.substr(0, cut));
-    client.send(request.substr(cut));
-    const auto text = client.receive("</orderResponse>\n");
-    return text.substr(text.find("\r\n\r\n"));
-  };
-  const auto whole = answer(0);
-  ASSERT_TRUE(contains(whole, "<orderId>77</orderId>"));
-  for (std::size_t cut = 1; cut < request.size(); ++cut) {
-    ASSERT_EQ(answer(cut), whole) << cut;
   }
 }
 

@@ -14,31 +14,19 @@ class ContextTest : public ScriptTest {};
 
 TEST_F(ContextTest, TakesArrayReferencesApart) {
   serve("wz_scratch_array(a_b, size=2); wz_scratch_var(plain); wz_date_var(today, format=\"%Y\");");
-  struct Case {
-    const char* name;
-    const char* base;  // null: no reference
-    int index;
-  };
-  for (const Case& c : {Case{"a_b_2", "a_b", 2},
-                        {"a_b_0", "a_b", 0},
-                        {"a_b_99999999999", "a_b", INT_MAX},
-                        {"a_b_count", "a_b", -1},
-                        {"a_b_COUNT", nullptr, 7},
-                        {"a_b_1x", nullptr, 7},
-                        {"a_b_", nullptr, 7},
-                        {"a_b", nullptr, 7},
-                        {"plain_Count", "plain", -1},
-                        {"plain_1", nullptr, 7},
-                        {"plain", nullptr, 7},
-                        {"today_count", nullptr, 7},
-                        {"nothing_1", nullptr, 7}}) {
+  // A null base stands for no reference.
+  const std::tuple<std::string, const char*, int> cases[] = {
+      {"a_b_2", "a_b", 2},      {"a_b_0", "a_b", 0},         {"a_b_99999999999", "a_b", INT_MAX},
+      {"a_b_count", "a_b", -1}, {"a_b_COUNT", nullptr, 7},   {"a_b_1x", nullptr, 7},
+      {"a_b_", nullptr, 7},     {"a_b", nullptr, 7},         {"plain_Count", "plain", -1},
+      {"plain_1", nullptr, 7},  {"today_count", nullptr, 7}, {"nothing_1", nullptr, 7}};
+  for (const auto& [reference, base, expected] : cases) {
     int index = 7;
-    std::string name = c.name;
-    const int length = static_cast<int>(name.size());
-    name += "_1";  // behind the given length
+    const int length = static_cast<int>(reference.size());
+    std::string name = reference + "_1";  // behind the given length
     const int found = is_array_variable(name.data(), name.data() + length, length, &index);
-    EXPECT_EQ(found, c.base != nullptr ? service().find_variable(c.base) : -1) << c.name;
-    EXPECT_EQ(index, c.index) << c.name;
+    EXPECT_EQ(found, base != nullptr ? service().find_variable(base) : -1) << reference;
+    EXPECT_EQ(index, expected) << reference;
   }
   EXPECT_EQ(is_array_variable(nullptr, nullptr, 3, nullptr), -1);
 }

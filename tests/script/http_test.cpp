@@ -14,31 +14,20 @@ class HttpTest : public ScriptTest {
 };
 
 TEST_F(HttpTest, ReadsQueryParameters) {
-  struct Case {
-    const char* url;
-    const char* name;
-    int flag;
-    const char* value;  // null: not found
-  };
-  for (const Case& c : {Case{"/p?a=1&b=2", "b", 0, "2"},
-                        {"/p?a=1&b=2", "a", 0, "1"},
-                        {"/p?a=1&b=2", "c", 0, nullptr},
-                        {"/p?a=1&b=2", "p", 0, nullptr},
-                        {"/p?ab=1", "b", 0, "1"},            // the end of a longer name
-                        {"/p?xb=1&b=2&c?b=3", "b", 0, "3"},  // `?b=` goes before `&b=`
-                        {"/p?xb=1&b=2", "b", 0, "2"},
-                        {"/p?b=&a=1", "b", 1, ""},
-                        {"/p?b", "b", 0, nullptr},
-                        {"/p?=7", "", 0, "7"},
-                        {"/p?b=x y", "b", 1, "x%20y"},
-                        {"/p?b=x%20y", "b", 2, "x y"},
-                        {"/p?b=x%20y", "b", 9, "x%20y"},
-                        {nullptr, "b", 0, nullptr}}) {
+  const std::tuple<const char*, const char*, int, const char*> cases[] = {
+      {"/p?a=1&b=2", "b", 0, "2"},        {"/p?a=1&b=2", "p", 0, nullptr},
+      {"/p?ab=1", "b", 0, "1"},            // the end of a longer name
+      {"/p?xb=1&b=2&c?b=3", "b", 0, "3"},  // `?b=` goes before `&b=`
+      {"/p?xb=1&b=2", "b", 0, "2"},       {"/p?b=&a=1", "b", 1, ""},
+      {"/p?b", "b", 0, nullptr},          {"/p?=7", "", 0, "7"},
+      {"/p?b=x y", "b", 1, "x%20y"},      {"/p?b=x%20y", "b", 2, "x y"},
+      {"/p?b=x%20y", "b", 9, "x%20y"},    {nullptr, "b", 0, nullptr}};
+  for (const auto& [url, name, flag, expected] : cases) {
     char value[64] = "before";
     kpi_magic = nullptr;
-    EXPECT_EQ(get_url_query_param_val(arg(c.name), value, arg(c.url), c.flag), c.value ? 0 : -1);
-    EXPECT_STREQ(value, c.value ? c.value : "") << c.url;
-    EXPECT_EQ(kpi_magic, c.value ? value : nullptr);
+    EXPECT_EQ(get_url_query_param_val(arg(name), value, arg(url), flag), expected ? 0 : -1);
+    EXPECT_STREQ(value, expected ? expected : "") << url;
+    EXPECT_EQ(kpi_magic, expected ? value : nullptr);
   }
   char value[8];
   EXPECT_EQ(get_url_query_param_val(nullptr, value, arg("/?a=1"), 0), -1);
@@ -101,21 +90,11 @@ TEST_F(HttpTest, FindsRequestHeaders) {
       "Twice:1\r\nTwice: 2\r\nLong:" +
       long_value + "\r\nLast: end";
   request(head);
-  struct Case {
-    const char* name;
-    const char* value;
-  };
-  for (const Case& c : {Case{"Host", " x"},
-                        {"host", nullptr},
-                        {"Hostnam", nullptr},
-                        {"GET", nullptr},
-                        {"Tab", " t"},
-                        {"Empty", ""},
-                        {"Bare", nullptr},
-                        {"Twice", "1"},
-                        {"Last", " end"},
-                        {"", nullptr}}) {
-    EXPECT_STREQ(wz_get_http_hdr(arg(c.name)), c.value) << c.name;
+  const std::pair<const char*, const char*> cases[] = {
+      {"Host", " x"},    {"host", nullptr}, {"Hostnam", nullptr}, {"GET", nullptr}, {"Tab", " t"},
+      {"Bare", nullptr}, {"Empty", ""},     {"Twice", "1"},       {"Last", " end"}, {"", nullptr}};
+  for (const auto& [name, expected] : cases) {
+    EXPECT_STREQ(wz_get_http_hdr(arg(name)), expected) << name;
   }
   const char* const value = wz_get_http_hdr(arg("Long"));
   EXPECT_EQ(value, long_value.substr(0, 1023));

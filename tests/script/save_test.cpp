@@ -12,8 +12,7 @@ class SaveTest : public ScriptTest {
  protected:
   void SetUp() override {
     serve(R"(
-        wz_scratch_var(a); wz_scratch_array(list, size=2); wz_scratch_var(page);
-        wz_search_var(first, LB="[", RB="]", in=page); wz_search_var(second, LB="<", RB=">", in=page);
+        wz_scratch_var(a); wz_scratch_array(list, size=2);
         wz_date_var(today, format="%Y"); wz_request_var(head, part=head);)");
   }
 };
@@ -101,15 +100,6 @@ TEST_F(SaveTest, StoresElements) {
             "Invalid index of the variable. Index = -1, Count = 0\n");
 }
 
-TEST_F(SaveTest, RecomputesSearchesInAScratchVariable) {
-  wz_save_string("[x]<y>", "page");
-  EXPECT_EQ(eval("{first}{second}"), "xy");
-  wz_save_string("<z>", "page");
-  EXPECT_EQ(eval("[{second}]"), "[z]");
-  wz_save_string("<w>", "a");
-  EXPECT_EQ(eval("[{second}]"), "[z]");
-}
-
 TEST_F(SaveTest, KeepsBinaryValuesOutOfTheLog) {
   start_logs();
   wz_save_string_ex("a b", "a", WZ_FLAG_URL_ENCODE);
@@ -147,15 +137,12 @@ TEST_F(SaveTest, ReadsNumbers) {
 }
 
 TEST_F(SaveTest, CopiesBounded) {
-  struct Case {
-    int size;
-    int result;
-    const char* text;
-  };
-  for (const Case& c : {Case{5, 0, "text"}, {4, 1, "tex"}, {1, 1, ""}, {0, -1, ""}, {-3, -1, ""}}) {
+  const std::tuple<int, int, const char*> cases[] = {
+      {5, 0, "text"}, {4, 1, "tex"}, {1, 1, ""}, {0, -1, ""}, {-3, -1, ""}};
+  for (const auto& [size, result, text] : cases) {
     char buffer[8] = "#######";
-    EXPECT_EQ(wz_chk_strcpy(buffer, arg("text"), c.size), c.result) << c.size;
-    EXPECT_STREQ(buffer, c.text) << c.size;
+    EXPECT_EQ(wz_chk_strcpy(buffer, arg("text"), size), result) << size;
+    EXPECT_STREQ(buffer, text) << size;
   }
 }
 

@@ -3,12 +3,11 @@
 
 #include <wz/wz_script.h>
 
-#include <fstream>
-#include <iterator>
 #include <string>
 #include <vector>
 
 #include "daemon/host_ops/host_ops.h"
+#include "tests/support/capture.h"
 #include "tests/support/service_fixture.h"
 
 namespace wz::test {
@@ -81,8 +80,7 @@ class ScriptTest : public ServiceFixture {
   }
   std::string stopped_log(const char* name) {
     stop_logs();
-    std::ifstream file(folder().path() / name);
-    return {std::istreambuf_iterator<char>(file), {}};
+    return content_of(folder().path() / name);
   }
 };
 
