@@ -62,49 +62,56 @@ inline void copy_bytes(char* to, const char* from, std::size_t length) noexcept 
   }
 }
 
-// Copies bytes behind the `used` bytes of the output buffer, or to the caller's own position `at`
-// as long as the buffer has not to grow for them; returns how many were written, which is none when
-// the buffer could not grow.
-inline std::size_t append_bytes(const char* bytes, std::size_t length, std::size_t used,
-                                char* at = nullptr) noexcept {
-  if (!output_buffer.fits(static_cast<long>(used), static_cast<long>(length))) [[unlikely]] {
-    if (!output_buffer.reserve(static_cast<long>(used), static_cast<long>(length))) {
-      return 0;
-    }
-    at = nullptr;
+// Copies bytes behind the `used` bytes of the output buffer; returns how many were written, which
+// is none when the buffer could not grow.
+inline std::size_t append_bytes(const char* bytes, std::size_t length, std::size_t used) noexcept {
+  if (!output_buffer.reserve(static_cast<long>(used), static_cast<long>(length))) [[unlikely]] {
+    return 0;
   }
-  copy_bytes(at != nullptr ? at : output_buffer.data() + used, bytes, length);
+  copy_bytes(output_buffer.data() + used, bytes, length);
   return length;
 }
 
-[[gnu::noinline]] std::size_t append_coded(Value value, int flag, std::size_t used,
-                                           char* at) noexcept {
-  const UrlText coded = url_coded(value.text, to_int(value.length), flag);
+// The value as the flag says, in a text of its own; null when there is no memory for it.
+[[gnu::noinline]] UrlText code_value(Value value, int flag) noexcept {
+  UrlText coded = url_coded(value.text, to_int(value.length), flag);
   if (coded == nullptr) {
-    return 0;
+    return coded;
   }
-  const std::size_t length = std::strlen(coded.get());
+  const int length = to_int(std::strlen(coded.get()));
   if (flag == WZ_FLAG_URL_ENCODE) {
     VSD_TRACE_AS("apply_encode_decode", WZLB_LEVEL_3, kModuleApi,
-                 "Encoded variable value = %s, variable length = %d", coded.get(), to_int(length));
+                 "Encoded variable value = %s, variable length = %d", coded.get(), length);
   } else {
     VSD_TRACE_AS("apply_encode_decode", WZLB_LEVEL_3, kModuleApi,
-                 "Decoded variable value = %s, variable length = %d", coded.get(), to_int(length));
+                 "Decoded variable value = %s, variable length = %d", coded.get(), length);
   }
-  return append_bytes(coded.get(), length, used, at);
+  return coded;
 }
 
-// Writes one value as the encoding flag says; returns the bytes written.
-inline std::size_t append_value(Value value, int flag, std::size_t used, bool traced,
-                                char* at = nullptr) noexcept {
+[[gnu::noinline]] std::size_t append_coded(Value value, int flag, std::size_t used) noexcept {
+  const UrlText coded = code_value(value, flag);
+  return coded != nullptr ? append_bytes(coded.get(), std::strlen(coded.get()), used) : 0;
+}
+
+// Tells in the trace that a value is taken, or that there is none.
+inline bool has_value(Value value, bool traced) noexcept {
   TRACE_IF(traced, "apply_encode_decode", "Method called");
   if (value.text == nullptr) {
     TRACE_IF(traced, "apply_encode_decode",
              "Value of parameter is NULL. It will not go in buffer, returning from here");
+    return false;
+  }
+  return true;
+}
+
+// Writes one value as the encoding flag says; returns the bytes written.
+inline std::size_t append_value(Value value, int flag, std::size_t used, bool traced) noexcept {
+  if (!has_value(value, traced)) {
     return 0;
   }
-  return is_coding_flag(flag) ? append_coded(value, flag, used, at)
-                              : append_bytes(value.text, value.length, used, at);
+  return is_coding_flag(flag) ? append_coded(value, flag, used)
+                              : append_bytes(value.text, value.length, used);
 }
 
 // Where the name that starts at `at` ends; `end` when nothing ends it. Sixteen characters at a
@@ -342,12 +349,30 @@ char* wz_eval_string_buf(char* string, char* buff) {
   return buff;
 }
 
+// Writes to the caller's position as long as the evaluation buffer has not to grow for the value.
 int apply_encode_decode(char* value, int len, char* buf_ptr, int flag, int total_copied) {
   using namespace wz::script;
-  if (len < 0 || total_copied < 0) {
+  if (len < 0 || total_copied < 0 ||
+      !has_value({.text = value, .length = static_cast<std::size_t>(len)},
+                 evaluation_is_traced())) {
     return 0;
   }
-  return to_int(append_value({.text = value, .length = static_cast<std::size_t>(len)}, flag,
-                             static_cast<std::size_t>(total_copied), evaluation_is_traced(),
-                             buf_ptr));
+  UrlText coded;
+  if (is_coding_flag(flag)) {
+    coded = code_value({.text = value, .length = static_cast<std::size_t>(len)}, flag);
+    if (coded == nullptr) {
+      return 0;
+    }
+    value = coded.get();
+    len = to_int(std::strlen(value));
+  }
+  if (buf_ptr == nullptr && output_buffer.data() != nullptr) {
+    buf_ptr = output_buffer.data() + total_copied;
+  }
+  char* const at = check_string_buf(total_copied, len, buf_ptr);
+  if (at == nullptr) {
+    return 0;
+  }
+  std::memcpy(at, value, static_cast<std::size_t>(len));
+  return len;
 }
