@@ -53,6 +53,7 @@ static void use_script_api_without_host(void)
   check(wz_save_string("x", "variable") == -1, "save without a host");
   check(wz_get_int_val(name) == 0, "read a number without a host");
   check(wz_get_url() == NULL, "URL without a host");
+  check(wz_set_http_status_code(200) == -1, "status without a host");
   check(wz_get_http_hdr(name) == NULL, "header without a host");
   check(wz_save_searched_string(WZ_ARG_IS_BUF, text, WZ_ARG_IS_BUF, out, lb, rb, 1, 0, -1) == 1 &&
             strcmp(out, "c") == 0,

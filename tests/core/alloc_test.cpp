@@ -1,5 +1,4 @@
 #include <gtest/gtest.h>
-#include <stdlib.h>
 #include <wz/wzlb.h>
 
 #include <climits>
@@ -9,9 +8,7 @@
 #include <string>
 #include <thread>
 
-#include "libwzcore/internal/trace.h"
-#include "tests/support/capture.h"
-#include "tests/support/temporary_folder.h"
+#include "tests/support/core_log.h"
 
 // Out of memory must reach the code under test in the sanitizer builds too.
 extern "C" WZ_API const char* __asan_default_options() {
@@ -22,7 +19,6 @@ namespace {
 
 using testing::Eq;
 using testing::ExitedWithCode;
-using wz::mutable_text;
 
 WzlbMemStats stats() {
   WzlbMemStats result;
@@ -100,22 +96,14 @@ TEST(TrackedAllocation, ImpossibleRequestsEndTheProcess) {
 }
 
 TEST(TrackedAllocation, TracesNameTheCaller) {
-  const wz::test::TemporaryFolder folder;
-  std::string path = (folder.path() / "log").string();
-  wzlb_util_set_log_filename(path.data(), nullptr);
-  wzlb_util_set_debug_log_level(0xFFFF);
-  wzlb_util_set_modulemask(WZLB_MODULE_MEMORY);
-  std::thread([] {
-    void* block = wzlb_tracked_malloc(1048576, "label", "a.c", 7, "f");
-    wzlb_tracked_free(block, "label", 3, "a.c", 8, "g");
-    wzlb_tracked_malloc(0, "label", "a.c", 9, "h");
-  }).join();
-  wzlb_util_set_debug_log_level(0);
-  wzlb_util_set_modulemask(0);
-  wzlb_close_log_fd();
-  wzlb_util_set_log_filename(mutable_text(""), nullptr);
-  std::string text =
-      std::regex_replace(wz::test::content_of(path), std::regex(R"(\n[^|]*\|)"), "\n");
+  std::string text = wz::test::core_log_of(0xFFFF, WZLB_MODULE_MEMORY, [] {
+    std::thread([] {
+      void* block = wzlb_tracked_malloc(1048576, "label", "a.c", 7, "f");
+      wzlb_tracked_free(block, "label", 3, "a.c", 8, "g");
+      wzlb_tracked_malloc(0, "label", "a.c", 9, "h");
+    }).join();
+  });
+  text = std::regex_replace(text, std::regex(R"(\n[^|]*\|)"), "\n");
   text = std::regex_replace(text, std::regex("0x[0-9a-f]+"), "PTR");
   EXPECT_EQ(text,
             "\na.c|7|f|size = 1048576"

@@ -1,6 +1,5 @@
 #include <fcntl.h>
 #include <gtest/gtest.h>
-#include <sys/file.h>
 #include <sys/wait.h>
 #include <unistd.h>
 #include <wz/wzlb.h>
@@ -11,6 +10,7 @@
 #include <regex>
 #include <string>
 #include <thread>
+#include <tuple>
 
 #include "libwzcore/internal/trace.h"
 #include "tests/support/capture.h"
@@ -123,21 +123,6 @@ TEST_F(Log, RolloverKeepsOnePreviousGeneration) {
   line("4");
   EXPECT_TRUE(content_of(path_).ends_with("|4")) << "size 0 switches rollover off";
   EXPECT_NE(content_of(path_).find("|3"), std::string::npos);
-}
-
-TEST_F(Log, RolloverLeavesTheFileToAnotherProcess) {
-  wzlb_util_set_debug_log_size(1);
-  line("1");
-  const int other = open(path_.c_str(), O_RDONLY);
-  ASSERT_EQ(flock(other, LOCK_EX), 0);
-  line("2");  // the lock is held elsewhere: the same file again
-  EXPECT_FALSE(std::filesystem::exists(previous_));
-  EXPECT_TRUE(content_of(path_).ends_with("|2"));
-  close(other);
-  std::filesystem::rename(path_, folder_.path() / "moved");
-  line("3");  // somebody else moved it: nothing to move, a fresh file
-  EXPECT_FALSE(std::filesystem::exists(previous_));
-  EXPECT_TRUE(matches(content_of(path_), "\n" + kTime + R"(\|a\.c\|7\|f\|3)"));
 }
 
 TEST_F(Log, RolloverByHourAndMinute) {

@@ -43,21 +43,6 @@ std::string get(std::string_view target) {
   return "GET " + std::string(target) + " HTTP/1.1\r\nHost: a\r\n\r\n";
 }
 
-TEST(HttpServer, DelaysOneAnswerAndServesOthersMeanwhile) {
-  RunningServer server({});
-  const RawClient slow(server.port());
-  const RawClient fast(server.port());
-  const auto start = Clock::now();
-  slow.send(get("/slow") + get("/after"));
-  for (int i = 0; i < 10; ++i) {
-    fast.send(get("/fast"));
-    EXPECT_NE(fast.receive("GET /fast 31 ").find("200 OK"), std::string::npos);
-  }
-  const auto answers = slow.receive("GET /after 32 ");
-  EXPECT_LT(answers.find("GET /slow"), answers.find("GET /after"));
-  EXPECT_GE(Clock::now() - start, std::chrono::milliseconds(70));
-}
-
 TEST(HttpServer, ClosesTheLongestIdleConnectionForANewClient) {
   HttpLimits limits;
   limits.max_connections = 2;

@@ -49,63 +49,32 @@ class RequestRunner : public testing::Test {
   http::Response response;
 };
 
-constexpr const char* kOrders =
-    "wz_service(orders, method=\"POST|GET\", url=\"/order\");\n"
-    "wz_search_var(id, LB=\"<id>\", RB=\"</id>\", in=body);\n"
-    "wz_query_var(cust, name=cust);\n"
-    "wz_scratch_var(note);\n"
-    "wz_date_var(year, format=\"%Y\");\n"
-    "wz_response(any, file=\"any.xml\");\n"
-    "wz_response(none, file=\"none.txt\", status=404, when=\"{id}\", equals=\"\");\n"
-    "wz_response(seven, file=\"seven.json\", status=201, when=\"{id}-{cust}\", equals=\"7-x\", "
-    "header=\"X-Fixed: 1\");\n";
-
-TEST_F(RequestRunner, ChoosesEvaluatesAndMerges) {
-  serve({{"orders/service.wz", kOrders},
-         {"orders/none.txt", "no id, {note}"},
-         {"orders/seven.json",
-          R"({"id":"{id}","note":{"x":"{note}"},"y":"{year}","m":"{http_method}"})"},
-         {"orders/any.xml", "<r>{id}|{cust}|{unknown}|{id_count}</r>"},
-         {"orders/script.c",
+// What the example services do not show: a fallback that is declared first, references in a
+// condition, and what holds only before the response is sent.
+TEST_F(RequestRunner, ChoosesAndMerges) {
+  serve({{"a/service.wz",
+          "wz_service(a, url=\"/a\");\nwz_query_var(x);\nwz_query_var(y);\n"
+          "wz_response(any, file=\"any.xml\");\nwz_response(no, file=\"any.xml\", status=410, "
+          "when=\"{x}\", equals=\"no\");\nwz_response(two, file=\"two.json\", status=201, "
+          "header=\"X-Fixed: 1\", when=\"{x}-{y}\", equals=\"1-2\");\n"},
+         {"a/any.xml", "<a/>"},
+         {"a/two.json", R"({"x":{"y":"{y}"}})"},
+         {"a/script.c",
           "#include <wz/wz_script.h>\n"
-          "void post_recv(void) {\n"
-          "  char *note = wz_get_http_hdr(\"X-Note\");\n"
-          "  wz_save_string(note ? note : wz_get_url(), \"note\");\n"
-          "}\n"
           "void pre_send(void) {\n"
           "  if (wz_get_url() != 0) wz_set_http_status_code(599);\n"
           "  if (wz_http_req_has_validator_if_none_match())\n"
           "    wz_http_set_response_line(\"HTTP/1.1 304 Same\\r\\n\");\n"
-          "  if (wz_get_int_val(\"id\") == 9) {\n"
-          "    wz_set_http_status_code(202);\n"
-          "    wz_set_content_type_hdr(\"Content-Type: text/x-own\");\n"
-          "    wz_set_http_hdr(wz_eval_string(\"X-Id: {id}\"));\n"
-          "    wz_set_http_hdr(\"Content-Length: 3\");\n"
-          "  }\n"
           "}\n"}});
   ASSERT_TRUE(problems.empty()) << to_string(problems[0]);
-
-  ask("POST", "/order?cust=x&y=1", "X-Note: hi\r\n", "<a/><id>7</id>");
-  EXPECT_EQ(response.status, 201);
-  const time_t now = time(nullptr);
-  const std::string year = std::to_string(1900 + localtime(&now)->tm_year);
-  EXPECT_EQ(response.body, R"({"id":"7","note":{"x":" hi"},"y":")" + year + R"(","m":"POST"})");
+  EXPECT_EQ(ask("GET", "/a?x=1&y=2").status, 201);
+  EXPECT_EQ(response.body, R"({"x":{"y":"2"}})");
   EXPECT_EQ(response.headers, "X-Fixed: 1\r\nContent-Type: application/json\r\n");
-
-  ask("POST", "/order?cust=x");
-  EXPECT_EQ(response.status, 404);
-  EXPECT_EQ(response.body, "no id, /order?cust=x");
-  EXPECT_EQ(response.headers, "Content-Type: text/plain\r\n");
-
-  ask("GET", "/order", "", std::string_view("<id>9</id>\0rest", 15));
-  EXPECT_EQ(response.status, 202);
-  EXPECT_EQ(response.body, "<r>9||{unknown}|1</r>");
-  EXPECT_EQ(response.headers, "Content-Type: text/x-own\r\nX-Id: 9\r\n");
-
-  ask("HEAD", "/order?cust=", "If-None-Match: \"a\"\r\n", "<id></id>");
-  EXPECT_EQ(response.status, 304);
+  EXPECT_EQ(ask("GET", "/a?x=no").status, 410);
+  EXPECT_EQ(ask("GET", "/a").status, 200);
+  EXPECT_EQ(response.headers, "Content-Type: text/xml\r\n");
+  ask("HEAD", "/a", "If-None-Match: \"a\"\r\n");
   EXPECT_EQ(response.status_line, "HTTP/1.1 304 Same");
-
   EXPECT_EQ(cur_cptr, nullptr);
   EXPECT_EQ(cur_url, nullptr);
 }
@@ -132,7 +101,12 @@ TEST_F(RequestRunner, KeepsRequestsAndServicesApart) {
   ask("PUT", "/b");
   EXPECT_EQ(response.status, 405);
   EXPECT_EQ(response.headers, "Allow: GET, HEAD\r\nContent-Type: text/plain\r\n");
-  EXPECT_EQ(ask("GET", "/c?/a").status, 404);
+  const std::tuple<const char*, const char*, int> targets[] = {
+      {"POST", "/a?cust=7?", 200}, {"HEAD", "/b?", 200}, {"post", "/a", 405}, {"GET", "/b/", 404},
+      {"GET", "/c?/a", 404},       {"GET", "?/b", 404},  {"GET", "", 404},    {"GET", "/%62", 404}};
+  for (const auto& [method, target, status] : targets) {
+    EXPECT_EQ(ask(method, target).status, status) << method << target;
+  }
 }
 
 TEST_F(RequestRunner, PreparesWhatIsRightAndReportsTheRest) {
@@ -142,6 +116,10 @@ TEST_F(RequestRunner, PreparesWhatIsRightAndReportsTheRest) {
          {"bad/service.wz", "wz_service(bad, url=\"/bad\");\nwz_nonsense(x);\n" + response_line},
          {"bad/r.txt", ""},
          {"bad/script.c", "void post_recv(void) {}\n\nint x = y;\n"},
+         {"empty/notes.txt", ""},
+         {"twin/service.wz",
+          "wz_service(twin, url=\"/good\", method=\"PUT|GET\");\n" + response_line},
+         {"twin/r.txt", ""},
          {"script/service.wz", "wz_service(script, url=\"/script\");\n" + response_line},
          {"script/r.txt", ""},
          {"script/script.c", "void pre_send(void) {\n  no_such_function();\n}\n"}});
@@ -151,7 +129,8 @@ TEST_F(RequestRunner, PreparesWhatIsRightAndReportsTheRest) {
     places.push_back(file.string() + ":" + std::to_string(problem.line));
   }
   EXPECT_EQ(places,
-            (std::vector<std::string>{"bad/script.c:3", "bad/service.wz:2", "script/script.c:2"}));
+            (std::vector<std::string>{"bad/script.c:3", "bad/service.wz:2", "empty/service.wz:0",
+                                      "script/script.c:2", "twin/service.wz:1"}));
   EXPECT_EQ(ask("GET", "/good").body, "fine");
   EXPECT_EQ(ask("GET", "/bad").status, 404);
   EXPECT_EQ(ask("GET", "/script").status, 404);

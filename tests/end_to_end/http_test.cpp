@@ -17,11 +17,7 @@ std::string post(std::size_t length, std::string_view more = "") {
 TEST(HttpEndToEnd, LimitsAndBadRequestsEndTheirConnectionOnly) {
   VsdProcess vsd(EXAMPLES_FOLDER, "MAX_HEADER_SIZE 4096\nMAX_BODY_SIZE 65536\n");
   const RawClient bystander(vsd.port());
-  struct Refused {
-    std::string request;
-    std::string_view status;
-  };
-  const Refused cases[] = {
+  const std::pair<std::string, std::string> cases[] = {
       {post(65537), "413"},
       {post(65537) + std::string(65537, 'x'), "413"},
       {post(65537, "Expect: 100-continue\r\n"), "413"},
@@ -31,11 +27,11 @@ TEST(HttpEndToEnd, LimitsAndBadRequestsEndTheirConnectionOnly) {
       {"BREW / HTTP/1.1\r\nHost: a\r\n\r\n", "501"},
       {"GET / HTTP/3.0\r\nHost: a\r\n\r\n", "505"},
   };
-  for (const Refused& c : cases) {
+  for (const auto& [request, status] : cases) {
     const RawClient client(vsd.port());
-    client.send(c.request);
+    client.send(request);
     const auto answer = client.receive();  // to the end: the connection is closed, not reset
-    EXPECT_TRUE(answer.starts_with("HTTP/1.1 " + std::string(c.status))) << answer;
+    EXPECT_TRUE(answer.starts_with("HTTP/1.1 " + status)) << answer;
     EXPECT_NE(answer.find("\r\nConnection: close\r\n"), std::string::npos) << answer;
   }
   bystander.send(kGreeting);

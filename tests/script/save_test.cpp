@@ -6,6 +6,7 @@
 namespace {
 
 using wz::test::arg;
+using wz::test::expect_in_order;
 using wz::test::ScriptTest;
 
 class SaveTest : public ScriptTest {

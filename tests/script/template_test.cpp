@@ -7,6 +7,7 @@
 namespace {
 
 using wz::test::arg;
+using wz::test::expect_in_order;
 using wz::test::ScriptTest;
 
 class TemplateTest : public ScriptTest {
@@ -14,12 +15,12 @@ class TemplateTest : public ScriptTest {
   void SetUp() override {
     serve(R"(
         wz_scratch_var(a); wz_scratch_var(unset); wz_scratch_var(bytes); wz_scratch_var(odd);
-        wz_scratch_array(list, size=12); wz_scratch_array(none, size=1);
+        wz_scratch_array(list, size=3); wz_search_var(none, LB=x, RB=y, ORD=ALL);
         wz_date_var(today, format="%Y-%m-%d");)");
     set("a", "value");
     set("bytes", std::string_view("x\0y", 3));
-    set_array("list", {"one", nullptr, "three"});
-    set_array("none", {});
+    wz_save_string("one", "list_1");
+    wz_save_string("three", "list_3");
   }
 };
 
@@ -58,7 +59,7 @@ TEST_F(TemplateTest, ReportsIndexesBeyondTheArray) {
 
 TEST_F(TemplateTest, CodesValuesButNotTheTemplate) {
   set("a", "a b&c");
-  set_array("list", {"%41%00B"});
+  wz_save_string("%41%00B", "list_1");
   EXPECT_EQ(eval("{a}&{a_count}", WZ_FLAG_URL_ENCODE), "a%20b%26c&1");
   EXPECT_EQ(eval("%41{list}", WZ_FLAG_URL_DECODE), "%41A");
   EXPECT_EQ(eval("{a}", 3), "a b&c");
@@ -90,6 +91,12 @@ TEST_F(TemplateTest, TakesComputedKinds) {
     set_kind("list", kind);
     EXPECT_EQ(eval("{list}"), "one") << kind;  // the flag of the entry counts before the kind
   }
+}
+
+TEST_F(TemplateTest, PrefersDeclaredNames) {
+  serve("wz_scratch_var(fwd_port);");
+  set("fwd_port", "own");
+  EXPECT_EQ(eval("{fwd_port}{fwd_protocol}"), "own");
 }
 
 TEST_F(TemplateTest, ReusesItsBuffer) {

@@ -6,6 +6,7 @@
 #include <ctime>
 #include <filesystem>
 #include <fstream>
+#include <initializer_list>
 #include <iomanip>
 #include <iterator>
 #include <sstream>
@@ -23,6 +24,16 @@ std::string stderr_of(Action action) {
   testing::internal::CaptureStderr();
   action();
   return testing::internal::GetCapturedStderr();
+}
+
+// `texts` stand in the log, one behind the other.
+inline void expect_in_order(const std::string& log, std::initializer_list<const char*> texts) {
+  std::size_t at = 0;
+  for (const char* text : texts) {
+    const std::size_t found = log.find(text, at);
+    EXPECT_NE(found, std::string::npos) << text << " is not behind " << log.substr(0, at);
+    at = found == std::string::npos ? at : found + 1;
+  }
 }
 
 // A time as the system prints it in the local zone.

@@ -1,36 +1,11 @@
 #include "tests/support/service_fixture.h"
 
-#include <wz/wzlb_alloc.h>
-
-#include <cstring>
+#include <sstream>
 #include <vector>
 
 #include "daemon/service/service_loader.h"
 
 namespace wz::test {
-namespace {
-
-// The second word of a request line.
-std::string target_of(std::string_view head) {
-  const std::string_view line = head.substr(0, head.find_first_of("\r\n"));
-  const std::size_t begin = line.find(' ');
-  if (begin == std::string_view::npos) {
-    return {};
-  }
-  const std::string_view rest = line.substr(begin + 1);
-  return std::string(rest.substr(0, rest.find(' ')));
-}
-
-ArrayValEntry tracked_copy(std::string_view text) {
-  ArrayValEntry element{};
-  element.value = static_cast<char*>(WZLB_MALLOC(text.size() + 1, "element"));
-  std::memcpy(element.value, text.data(), text.size());
-  element.value[text.size()] = '\0';
-  element.length = static_cast<unsigned>(text.size());
-  return element;
-}
-
-}  // namespace
 
 // A forward connection with a service record of its own: one template and its string pool.
 struct ServiceFixture::Forward {
@@ -75,9 +50,10 @@ void ServiceFixture::request(std::string_view head, std::string_view body) {
   finish();
   head_ = head;
   body_ = body;
-  target_ = target_of(head);
+  std::string method;
+  std::istringstream(head_) >> method >> target_;
   vsd::http::Request text;
-  text.method = std::string_view(head_).substr(0, head_.find(' '));
+  text.method = method;
   text.target = target_;
   text.head = head_;
   text.body = body_;
@@ -102,24 +78,6 @@ UserVarEntry& ServiceFixture::entry(std::string_view name) {
 
 void ServiceFixture::set(std::string_view name, std::string_view value) {
   vsd::set_value(entry(name), value);
-}
-
-void ServiceFixture::set_array(std::string_view name, std::initializer_list<const char*> elements) {
-  UserVarEntry& array = entry(name);
-  ASSERT_TRUE((array.flags & WZ_USER_VAR_IS_ARRAY) != 0) << name << " is no array";
-  vsd::clear_values(array);
-  WZLB_FREE(array.value.array, "array", -1);
-  array.value.array = nullptr;
-  array.length = 0;
-  if (elements.size() == 0) {
-    return;
-  }
-  array.value.array =
-      static_cast<ArrayValEntry*>(WZLB_MALLOC(elements.size() * sizeof(ArrayValEntry), "array"));
-  for (const char* element : elements) {
-    array.value.array[array.length++] =
-        element != nullptr ? tracked_copy(element) : ArrayValEntry{};
-  }
 }
 
 std::optional<std::string> ServiceFixture::value(std::string_view name) {

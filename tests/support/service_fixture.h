@@ -6,7 +6,6 @@
 #include <gtest/gtest.h>
 #include <wz/vsd_host.h>
 
-#include <initializer_list>
 #include <memory>
 #include <optional>
 #include <string>
@@ -37,6 +36,7 @@ class ServiceFixture : public ::testing::Test {
   void finish();
 
   [[nodiscard]] const TemporaryFolder& folder() const { return folder_; }
+  [[nodiscard]] const vsd::ServiceImage& image() const { return *image_; }
   [[nodiscard]] vsd::ServiceView service() const { return image_->service(0); }
   [[nodiscard]] vsd::ConnectionState& state() { return *state_; }
   [[nodiscard]] connection& current() { return state_->record(); }
@@ -45,8 +45,6 @@ class ServiceFixture : public ::testing::Test {
   UserVarEntry& entry(std::string_view name);
   // Sets a scalar, NULs included.
   void set(std::string_view name, std::string_view value);
-  // Gives an array variable these elements; a null text leaves an element unset.
-  void set_array(std::string_view name, std::initializer_list<const char*> elements);
   // A scalar's value; nothing when it was never set.
   std::optional<std::string> value(std::string_view name);
   // Element `number`, counted from 1; nothing when there is none or it was never set.

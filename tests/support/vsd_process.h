@@ -2,7 +2,6 @@
 #pragma once
 
 #include <fcntl.h>
-#include <spawn.h>
 #include <sys/wait.h>
 #include <unistd.h>
 
@@ -12,11 +11,8 @@
 #include <stdexcept>
 #include <string>
 #include <utility>
-#include <vector>
 
 #include "tests/support/temporary_folder.h"
-
-extern char** environ;
 
 namespace vsd::test {
 
@@ -33,20 +29,15 @@ class VsdProcess {
     if (pipe2(ends.data(), O_CLOEXEC) != 0) {
       throw std::runtime_error("pipe");
     }
-    posix_spawn_file_actions_t actions;
-    posix_spawn_file_actions_init(&actions);
-    posix_spawn_file_actions_adddup2(&actions, ends[1], STDOUT_FILENO);
-    std::vector<std::string> arguments = {VSD_BINARY,    "run",      "--root",
-                                          work.string(), "--listen", "127.0.0.1:0"};
-    std::vector<char*> pointers;
-    for (std::string& argument : arguments) {
-      pointers.push_back(argument.data());
+    pid_ = fork();
+    if (pid_ == 0) {
+      dup2(ends[1], STDOUT_FILENO);
+      execl(VSD_BINARY, VSD_BINARY, "run", "--root", work.c_str(), "--listen", "127.0.0.1:0",
+            nullptr);
+      _exit(127);
     }
-    pointers.push_back(nullptr);
-    const int failed = posix_spawn(&pid_, VSD_BINARY, &actions, nullptr, pointers.data(), environ);
-    posix_spawn_file_actions_destroy(&actions);
     ::close(ends[1]);
-    const std::string line = failed == 0 ? read_line(ends[0]) : "";
+    const std::string line = read_line(ends[0]);
     ::close(ends[0]);
     const auto address = line.find("ready on ");
     const auto colon = line.find(':', address + 9);
