@@ -3,6 +3,7 @@
 
 #include "tests/support/capture.h"
 #include "tests/support/http_client.h"
+#include "tests/support/raw_client.h"
 #include "tests/support/vsd_process.h"
 
 namespace vsd::test {
@@ -85,6 +86,24 @@ TEST_F(Examples, EchoGivesBackMethodUrlHeadersAndLargeBodies) {
       EXPECT_TRUE(contains(answer.body.substr(0, 200), "agent: tester\n")) << header;
       EXPECT_TRUE(answer.body.ends_with("\n\n" + body)) << size << header;
     }
+  }
+}
+
+TEST_F(Examples, ARequestCutAtEveryByteIsAnsweredTheSame) {
+  const std::string request =
+      "POST /order?cust=Ann HTTP/1.1\r\nHost: a\r\nContent-Length: 21\r\n\r\n"
+      "<orderId>77</orderId>";
+  const RawClient client(vsd_->port());
+  const auto answer = [&](std::size_t cut) {
+    client.send(request.substr(0, cut));
+    client.send(request.substr(cut));
+    const auto text = client.receive("</orderResponse>\n");
+    return text.substr(text.find("\r\n\r\n"));
+  };
+  const auto whole = answer(0);
+  ASSERT_TRUE(contains(whole, "<orderId>77</orderId>"));
+  for (std::size_t cut = 1; cut < request.size(); ++cut) {
+    ASSERT_EQ(answer(cut), whole) << cut;
   }
 }
 
