@@ -97,7 +97,8 @@ class Bench {
     const vsd::PreparedServices prepared = vsd::prepare_services(folder_.path(), settings);
     std::vector<vsd::Problem> problems = prepared.errors;
     image_.emplace(vsd::ServiceImage::build(prepared.services));
-    runner_.emplace(*image_, vsd::load_scripts(prepared, problems));
+    states_.emplace(image_->size());
+    runner_.emplace(*image_, vsd::load_scripts(prepared, problems), slot_, *states_);
     for (const vsd::Problem& problem : problems) {
       std::fprintf(stderr, "%s\n", to_string(problem).c_str());
       std::exit(1);
@@ -106,6 +107,8 @@ class Bench {
 
   wz::test::TemporaryFolder folder_;
   std::optional<vsd::ServiceImage> image_;
+  vsd::WorkerSlot slot_{};
+  std::optional<vsd::ServiceStates> states_;
   std::optional<vsd::ServiceRunner> runner_;
 };
 

@@ -82,12 +82,12 @@ std::vector<Listener> open_listeners(Config& config) {
 
 // What a worker process does from its start to its end.
 int serve(const Config& config, const PreparedServices& prepared, const ServiceImage& image,
-          std::vector<Listener>& listeners, const ScriptCounts& script_counts, int worker,
-          const std::function<void()>& ready) {
+          std::vector<Listener>& listeners, const ServiceStates& states, WorkerSlot& slot,
+          int worker, const std::function<void()>& ready) {
   set_host_process(worker, config.workers);
   std::vector<Problem> problems;
   const auto index = static_cast<std::size_t>(worker);
-  ServiceRunner runner(image, load_scripts(prepared, problems), &script_counts.of(index));
+  ServiceRunner runner(image, load_scripts(prepared, problems), slot, states);
   print_problems(problems, "error");
   const int listen_fd = listeners[index].socket.release();
   listeners.clear();  // the other workers' sockets; they would keep connections from being served
@@ -114,10 +114,9 @@ int run_command(const CommandLine& line) {
   print_problems(prepared.errors, "error");
   const ServiceImage image = ServiceImage::build(prepared.services);
 
-  const ScriptCounts script_counts(static_cast<std::size_t>(config.workers));
+  const WorkerStatus status(static_cast<std::size_t>(config.workers));
+  const ServiceStates states(image.size());
   SupervisorOptions options;
-  options.workers = config.workers;
-  options.script_counts = &script_counts;
   options.script_timeout = config.script_timeout;
   options.on_ready = [&] {
     std::printf("vsd: ready on %s with %zu %s, %d %s\n", to_string(config.listen).c_str(),
@@ -125,8 +124,9 @@ int run_command(const CommandLine& line) {
                 config.workers == 1 ? "worker" : "workers");
     std::fflush(stdout);
   };
-  return supervise(options, [&](int worker, const std::function<void()>& ready) {
-    return serve(config, prepared, image, listeners, script_counts, worker, ready);
+  return supervise(options, status, [&](int worker, const std::function<void()>& ready) {
+    WorkerSlot& slot = status.slots()[static_cast<std::size_t>(worker)];
+    return serve(config, prepared, image, listeners, states, slot, worker, ready);
   });
 }
 

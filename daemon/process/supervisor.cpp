@@ -36,7 +36,7 @@ constexpr int kStartFailed = 3;                   // a worker's exit status when
 sigset_t parent_signals() {
   sigset_t signals;
   sigemptyset(&signals);
-  for (const int signal : {SIGCHLD, SIGTERM, SIGINT}) {
+  for (const int signal : {SIGCHLD, SIGTERM, SIGINT, SIGHUP}) {
     sigaddset(&signals, signal);
   }
   return signals;
@@ -44,8 +44,8 @@ sigset_t parent_signals() {
 
 class Supervisor {
  public:
-  Supervisor(const SupervisorOptions& options, const WorkerBody& body)
-      : options_(options), body_(body), workers_(static_cast<std::size_t>(options.workers)) {
+  Supervisor(const SupervisorOptions& options, const WorkerStatus& status, const WorkerBody& body)
+      : options_(options), status_(status), body_(body), workers_(status.workers()) {
     std::array<int, 2> ends{};
     if (pipe2(ends.data(), O_CLOEXEC) != 0) {
       throw std::system_error(errno, std::generic_category(), "pipe");
@@ -66,22 +66,24 @@ class Supervisor {
     Clock::time_point script_since;
   };
 
+  void prepare_slot(std::size_t index) const;
   void start(std::size_t index);
   [[noreturn]] void run_worker(std::size_t index);
   bool wait_until_ready();
   void reap();
   void on_worker_end(Worker& worker, std::size_t index, int status);
   void restart_due();
-  [[nodiscard]] bool watches_scripts() const {
-    return options_.script_counts != nullptr && options_.script_timeout.count() > 0;
-  }
+  [[nodiscard]] bool watches_scripts() const { return options_.script_timeout.count() > 0; }
   void kill_stuck();
   void signal_workers(int signal) const;
   [[nodiscard]] bool any_running() const;
   [[nodiscard]] timespec time_to_next_event() const;
   int drain();
 
+  [[nodiscard]] WorkerSlot& slot(std::size_t index) const { return status_.slots()[index]; }
+
   const SupervisorOptions& options_;
+  const WorkerStatus& status_;
   const WorkerBody& body_;
   std::vector<Worker> workers_;
   FileDescriptor ready_read_;
@@ -93,10 +95,17 @@ class Supervisor {
   bool stopped_cleanly_ = true;  // no worker failed after the daemon was asked to stop
 };
 
+void Supervisor::prepare_slot(std::size_t index) const {
+  WorkerSlot& fresh = slot(index);
+  fresh.number = static_cast<std::uint32_t>(index);
+  fresh.generation = status_.daemon().generation.load();
+  fresh.script.count = 0;
+  fresh.served = 0;
+  fresh.state = WorkerState::starting;
+}
+
 void Supervisor::start(std::size_t index) {
-  if (options_.script_counts != nullptr) {
-    options_.script_counts->of(index).store(0, std::memory_order_relaxed);
-  }
+  prepare_slot(index);
   std::fflush(nullptr);  // a child must not write what the parent has buffered a second time
   const pid_t pid = fork();
   if (pid == 0) {
@@ -110,6 +119,7 @@ void Supervisor::start(std::size_t index) {
     return;
   }
   worker.pid = pid;
+  slot(index).pid = pid;
   worker.started = Clock::now();
 }
 
@@ -124,7 +134,8 @@ void Supervisor::run_worker(std::size_t index) {
   ready_read_.reset();
   int status = kStartFailed;
   try {
-    status = body_(static_cast<int>(index), [this] {
+    status = body_(static_cast<int>(index), [this, index] {
+      slot(index).state = WorkerState::serving;
       const char byte = 1;
       if (write(ready_write_.get(), &byte, 1) == 1) {
         ready_write_.reset();
@@ -156,6 +167,7 @@ bool Supervisor::wait_until_ready() {
 
 void Supervisor::on_worker_end(Worker& worker, std::size_t index, int status) {
   worker.pid = -1;
+  slot(index).state = WorkerState::none;
   if (stopping_ && WIFEXITED(status) && WEXITSTATUS(status) == 0) {
     return;
   }
@@ -171,6 +183,8 @@ void Supervisor::on_worker_end(Worker& worker, std::size_t index, int status) {
     stopped_cleanly_ = false;
     return;
   }
+  ++slot(index).restarts;
+  ++status_.daemon().restarts;
   const auto now = Clock::now();
   if (now - worker.started > kStableAfter) {
     worker.back_off = kFirstBackOff;
@@ -208,7 +222,7 @@ void Supervisor::kill_stuck() {
   const auto now = Clock::now();
   for (std::size_t i = 0; i < workers_.size(); ++i) {
     Worker& worker = workers_[i];
-    const unsigned count = options_.script_counts->of(i).load(std::memory_order_relaxed);
+    const unsigned count = slot(i).script.count.load(std::memory_order_relaxed);
     if (worker.pid < 0 || count % 2 == 0 || count != worker.script_count) {
       worker.script_count = count;
       worker.script_since = now;
@@ -262,6 +276,8 @@ int Supervisor::drain() {
 }
 
 int Supervisor::run() {
+  status_.daemon().parent = parent_;
+  status_.daemon().generation = 1;
   sigprocmask(SIG_BLOCK, &signals_, &former_mask_);
   for (std::size_t i = 0; i < workers_.size(); ++i) {
     start(i);
@@ -287,8 +303,9 @@ int Supervisor::run() {
 
 }  // namespace
 
-int supervise(const SupervisorOptions& options, const WorkerBody& body) {
-  return Supervisor(options, body).run();
+int supervise(const SupervisorOptions& options, const WorkerStatus& status,
+              const WorkerBody& body) {
+  return Supervisor(options, status, body).run();
 }
 
 }  // namespace vsd

@@ -6,7 +6,7 @@
 #include <chrono>
 #include <functional>
 
-#include "daemon/process/script_counts.h"
+#include "daemon/process/worker_status.h"
 
 namespace vsd {
 
@@ -15,15 +15,14 @@ namespace vsd {
 using WorkerBody = std::function<int(int worker, const std::function<void()>& ready)>;
 
 struct SupervisorOptions {
-  int workers = 1;
-  std::function<void()> on_ready;               // in the parent, once every worker serves
-  const ScriptCounts* script_counts = nullptr;  // kept by the workers; null: they are not watched
+  std::function<void()> on_ready;          // in the parent, once every worker serves
   std::chrono::seconds script_timeout{0};  // a script that runs longer is stuck; 0: none ever is
 };
 
-// Runs until a signal asks the daemon to end and the workers have drained. Returns the exit status
-// of the daemon: 0 after a clean stop, 1 when the first workers could not start or one failed while
-// it stopped.
-[[nodiscard]] int supervise(const SupervisorOptions& options, const WorkerBody& body);
+// Starts as many workers as `status` has. Runs until a signal asks the daemon to end and the
+// workers have drained. Returns the exit status of the daemon: 0 after a clean stop, 1 when the
+// first workers could not start or one failed while it stopped.
+[[nodiscard]] int supervise(const SupervisorOptions& options, const WorkerStatus& status,
+                            const WorkerBody& body);
 
 }  // namespace vsd

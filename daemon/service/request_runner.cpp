@@ -11,11 +11,28 @@
 namespace vsd {
 namespace {
 
+constexpr std::string_view kOutOfService =
+    "This service is out of service until the next reload, because its script failed too often.\n";
+
 void answer_with_text(int status, std::string_view text, http::Response& response) {
   response.status = status;
   response.headers.append("Content-Type: text/plain\r\n");
   response.body.assign(text);
 }
+
+// Tells the parent that a script runs for as long as it lives.
+class ScriptRun {
+ public:
+  ScriptRun(ScriptActivity& activity, std::size_t service, Hook hook) : activity_(activity) {
+    activity_.enter(static_cast<std::uint32_t>(service), hook);
+  }
+  ScriptRun(const ScriptRun&) = delete;
+  ScriptRun& operator=(const ScriptRun&) = delete;
+  ~ScriptRun() { activity_.leave(); }
+
+ private:
+  ScriptActivity& activity_;
+};
 
 // Ends the current request whatever happens.
 class CurrentRequest {
@@ -35,11 +52,8 @@ class CurrentRequest {
 }  // namespace
 
 ServiceRunner::ServiceRunner(const ServiceImage& image, std::vector<Script> scripts,
-                             ScriptCount* count)
-    : image_(image),
-      scripts_(std::move(scripts)),
-      count_(count != nullptr ? *count : own_count_),
-      state_(image) {
+                             WorkerSlot& slot, const ServiceStates& states)
+    : image_(image), scripts_(std::move(scripts)), slot_(slot), states_(states), state_(image) {
   scripts_.resize(image.size());
 }
 
@@ -63,11 +77,17 @@ void ServiceRunner::handle(const http::Request& request, http::Response& respons
 
 void ServiceRunner::serve(const ServiceView& service, const http::Request& request,
                           http::Response& response) {
+  const std::size_t number = image_.index_of(service);
+  if (states_[number].out_of_service.load(std::memory_order_relaxed)) {
+    answer_with_text(503, kOutOfService, response);
+    return;
+  }
+  slot_.count_served();
   const CurrentRequest current(state_, service, request);
-  const Script& script = scripts_[image_.index_of(service)];
+  const Script& script = scripts_[number];
   cur_url = state_.url();
   {
-    const ScriptRun run(count_);
+    const ScriptRun run(slot_.script, number, Hook::post_recv);
     script.post_recv();
   }
   cur_url = nullptr;  // scripts get the URL after the receipt only
@@ -78,7 +98,7 @@ void ServiceRunner::serve(const ServiceView& service, const http::Request& reque
     return;
   }
   {
-    const ScriptRun run(count_);
+    const ScriptRun run(slot_.script, number, Hook::pre_send);
     script.pre_send();
   }
   evaluator_.append(service.text(chosen->body), service.body_pieces(*chosen), state_.record(),

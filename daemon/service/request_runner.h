@@ -7,7 +7,7 @@
 #include <vector>
 
 #include "daemon/http/message.h"
-#include "daemon/process/script_counts.h"
+#include "daemon/process/worker_status.h"
 #include "daemon/service/connection_state.h"
 #include "daemon/service/response_template.h"
 #include "daemon/service/script.h"
@@ -18,10 +18,10 @@ namespace vsd {
 class ServiceRunner final : public http::RequestHandler {
  public:
   // `scripts` has one element per service, in the order of the image, which must outlive the
-  // runner; an element without hooks for a service without a script. The runs of scripts are
-  // counted in `count`, when there is one.
-  ServiceRunner(const ServiceImage& image, std::vector<Script> scripts,
-                ScriptCount* count = nullptr);
+  // runner, as must the others; an element without hooks for a service without a script. The runs
+  // of scripts are told to `slot`. A service that is out of service by `states` is not served.
+  ServiceRunner(const ServiceImage& image, std::vector<Script> scripts, WorkerSlot& slot,
+                const ServiceStates& states);
 
   void handle(const http::Request& request, http::Response& response) override;
 
@@ -32,8 +32,8 @@ class ServiceRunner final : public http::RequestHandler {
 
   const ServiceImage& image_;
   std::vector<Script> scripts_;
-  ScriptCount own_count_{0};
-  ScriptCount& count_;
+  WorkerSlot& slot_;
+  const ServiceStates& states_;
   ConnectionState state_;
   TemplateEvaluator evaluator_;
   std::string condition_;  // reused from request to request, as the next one

@@ -23,7 +23,8 @@ class RequestRunner : public testing::Test {
     PreparedServices prepared = prepare_services(folder.path(), settings);
     problems = prepared.errors;
     image.emplace(ServiceImage::build(prepared.services));
-    runner.emplace(*image, load_scripts(prepared, problems));
+    states.emplace(image->size());
+    runner.emplace(*image, load_scripts(prepared, problems), slot, *states);
   }
 
   const http::Response& ask(std::string_view method, std::string_view target,
@@ -44,6 +45,8 @@ class RequestRunner : public testing::Test {
   wz::test::TemporaryFolder folder;
   std::vector<Problem> problems;
   std::optional<ServiceImage> image;
+  WorkerSlot slot{};
+  std::optional<ServiceStates> states;
   std::optional<ServiceRunner> runner;
   std::string head;
   http::Response response;
@@ -97,6 +100,7 @@ TEST_F(RequestRunner, KeepsRequestsAndServicesApart) {
   EXPECT_EQ(ask("GET", "/b").body, "{b}{{}}");
   EXPECT_EQ(ask("POST", "/a", "", "y").body, "[y|]");
   EXPECT_EQ(ask("POST", "/a").body, "[|]");
+  EXPECT_EQ(slot.served, 4U);
 
   ask("PUT", "/b");
   EXPECT_EQ(response.status, 405);
@@ -107,6 +111,9 @@ TEST_F(RequestRunner, KeepsRequestsAndServicesApart) {
   for (const auto& [method, target, status] : targets) {
     EXPECT_EQ(ask(method, target).status, status) << method << target;
   }
+  (*states)[1].out_of_service = true;
+  EXPECT_EQ(ask("GET", "/b").status, 503);
+  EXPECT_EQ(ask("POST", "/a").status, 200);
 }
 
 TEST_F(RequestRunner, PreparesWhatIsRightAndReportsTheRest) {
