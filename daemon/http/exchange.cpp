@@ -14,6 +14,10 @@ constexpr std::string_view kContinue = "HTTP/1.1 100 Continue\r\n\r\n";
 
 }  // namespace
 
+std::chrono::seconds shortest_timeout(const HttpLimits& limits) noexcept {
+  return std::min({limits.idle_timeout, limits.request_timeout, kLingerTime});
+}
+
 Exchange::Exchange(ExchangeContext& context, int socket, TimePoint now)
     : context_(context),
       input_(context.blocks),
@@ -32,6 +36,7 @@ Exchange::Step Exchange::step(TimePoint now) {
   }
   while (serve_next(now)) {
   }
+  input_.release_if_empty();  // whoever waits, for input or for anything else, holds no block
   if (phase_ == Phase::closed) {
     return Step::close;
   }
@@ -44,11 +49,7 @@ Exchange::Step Exchange::step(TimePoint now) {
   if (phase_ == Phase::closing) {
     return linger_ && !input_ended_ ? Step::shut_down : Step::close;
   }
-  if (input_ended_) {
-    return Step::close;
-  }
-  input_.release_if_empty();
-  return Step::read;
+  return input_ended_ ? Step::close : Step::read;
 }
 
 void Exchange::received(std::size_t count, TimePoint now) {
@@ -66,6 +67,11 @@ bool Exchange::idle() const noexcept {
          held_at_ == kNotHeld;
 }
 
+bool Exchange::receiving() const noexcept {
+  return phase_ <= Phase::chunked_body && !input_.empty() && visible_output() <= sent_ &&
+         held_at_ == kNotHeld;
+}
+
 std::size_t Exchange::visible_output() const noexcept {
   return held_at_ != kNotHeld ? held_at_ : out_.size() + large_body_.size();
 }
@@ -80,11 +86,8 @@ std::array<std::string_view, 2> Exchange::output() const noexcept {
 
 void Exchange::written(std::size_t count, TimePoint now) {
   sent_ += count;
-  if (held_at_ != kNotHeld) {
-    return;
-  }
-  if (sent_ < out_.size() + large_body_.size()) {
-    deadline_ = now + context_.limits.request_timeout;  // the client reads, if slowly
+  deadline_ = now + context_.limits.request_timeout;  // the client reads, if slowly
+  if (held_at_ != kNotHeld || sent_ < out_.size() + large_body_.size()) {
     return;
   }
   sent_ = 0;
@@ -106,12 +109,11 @@ void Exchange::shut_down(TimePoint now) noexcept {
 }
 
 bool Exchange::check_deadline(TimePoint now) {
-  if (now < deadline_ || held_at_ != kNotHeld) {
+  const bool waits_for_its_time = held_at_ != kNotHeld && visible_output() <= sent_;
+  if (now < deadline_ || waits_for_its_time) {
     return false;
   }
-  const bool answerable =
-      visible_output() <= sent_ && !input_.empty() && phase_ <= Phase::chunked_body;
-  if (answerable) {
+  if (receiving()) {
     refuse(408, now);
   } else {
     phase_ = Phase::closed;

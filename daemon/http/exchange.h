@@ -49,6 +49,9 @@ struct ExchangeContext {
   bool draining = false;  // connections end with the answer at hand
 };
 
+// No deadline is ever set closer than this to the time when it is set.
+[[nodiscard]] std::chrono::seconds shortest_timeout(const HttpLimits& limits) noexcept;
+
 class Exchange {
  public:
   enum class Step { read, write, wait, shut_down, close };
@@ -79,6 +82,8 @@ class Exchange {
 
   // No request is under way: the connection may be closed without loss.
   [[nodiscard]] bool idle() const noexcept;
+  // The rest of a request is awaited, and nothing else is under way.
+  [[nodiscard]] bool receiving() const noexcept;
   [[nodiscard]] TimePoint deadline() const noexcept { return deadline_; }
 
  private:

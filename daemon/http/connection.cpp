@@ -1,0 +1,154 @@
+// System calls decide what a request costs: there are one read and one write. The answer is tried
+// at once, without waiting for the socket to be writable; waiting is SocketPoller's.
+#include "daemon/http/connection.h"
+
+#include <sys/socket.h>
+#include <sys/uio.h>
+
+#include <array>
+#include <cerrno>
+#include <ctime>
+#include <utility>
+
+namespace vsd::http {
+
+Connection::Connection(ConnectionOwner& owner, ExchangeContext& context, SocketPoller& poller,
+                       FileDescriptor socket, TimePoint now)
+    : owner_(owner),
+      context_(context),
+      poller_(poller),
+      socket_(std::move(socket)),
+      exchange_(context, socket_.get(), now) {
+  poller_.add(socket_.get(), *this, interest_);
+}
+
+// Input that nobody wants yet takes the registration back only when it arrives: most answers are
+// sent before the next request comes.
+void Connection::on_ready() {
+  const std::shared_ptr<Connection> self = shared_from_this();
+  if (wanted_ == Interest::none) {
+    if (interest_ == Interest::none) {
+      close();  // reported without any interest: the client is gone
+    } else {
+      watch(Interest::none);
+    }
+    return;
+  }
+  const TimePoint now = Clock::now();
+  context_.date.update(std::time(nullptr));
+  if (wanted_ == Interest::input && !read_available(now)) {
+    close();
+    return;
+  }
+  run(now);
+}
+
+void Connection::watch(Interest interest) {
+  wanted_ = interest;
+  if (interest != interest_) {
+    poller_.change(socket_.get(), *this, interest_ = interest);
+  }
+}
+
+void Connection::run(TimePoint now) {
+  while (open()) {
+    switch (exchange_.step(now)) {
+      case Exchange::Step::read:
+        watch(Interest::input);
+        return;
+      case Exchange::Step::write:
+        switch (send(now)) {
+          case Sent::some:
+            break;
+          case Sent::blocked:
+            watch(Interest::output);
+            return;
+          case Sent::failed:
+            close();
+            return;
+        }
+        break;
+      case Exchange::Step::wait:
+        wanted_ = Interest::none;
+        owner_.delay(*this, exchange_.due());
+        return;
+      case Exchange::Step::shut_down:
+        ::shutdown(socket_.get(), SHUT_WR);
+        exchange_.shut_down(now);
+        break;
+      case Exchange::Step::close:
+        close();
+        return;
+    }
+  }
+}
+
+void Connection::close() {
+  if (open()) {
+    poller_.remove(socket_.get(), *this);
+    socket_.reset();
+    owner_.closed(*this);
+  }
+}
+
+// Reads what is there. False when the connection is lost.
+bool Connection::read_available(TimePoint now) {
+  for (;;) {
+    const auto space = exchange_.input_space();
+    const ssize_t count = ::recv(socket_.get(), space.data(), space.size(), 0);
+    if (count > 0) {
+      exchange_.received(static_cast<std::size_t>(count), now);
+      return true;
+    }
+    if (count == 0) {
+      exchange_.input_ended();
+      return true;
+    }
+    if (errno != EINTR) {
+      return errno == EAGAIN || errno == EWOULDBLOCK;
+    }
+  }
+}
+
+Connection::Sent Connection::send(TimePoint now) {
+  const auto output = exchange_.output();
+  const auto& [first, second] = output;
+  ssize_t count = 0;
+  do {
+    if (second.empty()) {
+      count = ::send(socket_.get(), first.data(), first.size(), MSG_NOSIGNAL);
+    } else {
+      std::array<iovec, 2> pieces{{{const_cast<char*>(first.data()), first.size()},
+                                   {const_cast<char*>(second.data()), second.size()}}};
+      msghdr message{};
+      message.msg_iov = pieces.data();
+      message.msg_iovlen = pieces.size();
+      count = ::sendmsg(socket_.get(), &message, MSG_NOSIGNAL);
+    }
+  } while (count < 0 && errno == EINTR);
+  if (count < 0) {
+    return errno == EAGAIN || errno == EWOULDBLOCK ? Sent::blocked : Sent::failed;
+  }
+  exchange_.written(static_cast<std::size_t>(count), now);
+  return Sent::some;
+}
+
+void Connection::check_deadline(TimePoint now) {
+  if (exchange_.check_deadline(now)) {
+    run(now);
+  }
+}
+
+void Connection::drain(TimePoint now) {
+  if (!exchange_.idle()) {
+    return;
+  }
+  if (read_available(now)) {
+    run(now);
+  }
+  if (open() && exchange_.idle()) {
+    close();
+  }
+}
+
+}  // namespace vsd::http

@@ -1,0 +1,71 @@
+// One client: a socket and its exchange, driven by readiness, deadlines and due times.
+#pragma once
+
+#include <memory>
+
+#include "daemon/file_descriptor.h"
+#include "daemon/http/delay_queue.h"
+#include "daemon/http/exchange.h"
+#include "daemon/http/socket_poller.h"
+
+namespace vsd::http {
+
+class Connection;
+
+// The event loop, as its connections see it.
+class ConnectionOwner {
+ public:
+  ConnectionOwner(const ConnectionOwner&) = delete;
+  ConnectionOwner& operator=(const ConnectionOwner&) = delete;
+
+  // Call `connection.resume` when `due` has passed, unless it is closed before.
+  virtual void delay(Connection& connection, TimePoint due) = 0;
+  // The connection has closed its socket; it must live until its own call returns.
+  virtual void closed(Connection& connection) noexcept = 0;
+
+ protected:
+  ConnectionOwner() = default;
+  ~ConnectionOwner() = default;
+};
+
+class Connection final : public SocketPoller::Watcher,
+                         public DelayQueue::Item,
+                         public std::enable_shared_from_this<Connection> {
+ public:
+  // Registers the socket. Throws std::system_error.
+  Connection(ConnectionOwner& owner, ExchangeContext& context, SocketPoller& poller,
+             FileDescriptor socket, TimePoint now);
+
+  void on_ready() override;
+  // Goes on after a delay.
+  void resume(TimePoint now) { run(now); }
+  void check_deadline(TimePoint now);
+  // Serves what has arrived and closes if no request is under way: one may have crossed the
+  // decision to end.
+  void drain(TimePoint now);
+  void close();
+
+  [[nodiscard]] const Exchange& exchange() const noexcept { return exchange_; }
+
+  std::size_t index = 0;  // the owner's
+
+ private:
+  using Interest = SocketPoller::Interest;
+  enum class Sent { some, blocked, failed };
+
+  [[nodiscard]] bool open() const noexcept { return static_cast<bool>(socket_); }
+  void run(TimePoint now);
+  void watch(Interest interest);
+  bool read_available(TimePoint now);
+  Sent send(TimePoint now);
+
+  ConnectionOwner& owner_;
+  ExchangeContext& context_;
+  SocketPoller& poller_;
+  FileDescriptor socket_;
+  Exchange exchange_;
+  Interest wanted_ = Interest::input;    // what the exchange waits for
+  Interest interest_ = Interest::input;  // what the socket is registered for
+};
+
+}  // namespace vsd::http
