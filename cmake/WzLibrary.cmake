@@ -16,7 +16,8 @@ set_target_properties(wz PROPERTIES
 # Calls within the library stay within it: a host that defines a function named like one of ours
 # must not get them, and they need no indirection.
 target_link_options(wz PRIVATE -Wl,--version-script=${version_script} -Wl,-Bsymbolic-functions)
-target_link_libraries(wz PRIVATE wz_settings OpenSSL::Crypto CURL::libcurl Threads::Threads)
+target_link_libraries(wz PRIVATE wz_settings OpenSSL::Crypto CURL::libcurl
+  GSL::gsl Threads::Threads)
 if(NOT WZ_SANITIZERS)
   # Host symbols are weak references; anything else that is undefined is a mistake.
   target_link_options(wz PRIVATE -Wl,-z,defs)

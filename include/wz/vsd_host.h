@@ -32,6 +32,7 @@
 
 #include <stdio.h>
 #include <wz/wz_base.h>
+#include <wz/wzlb_poi.h> /* create_table_entry, another operation of the host */
 #include <wz/wzlb_user_var.h>
 
 /* libwz itself refers to the host weakly; a host defines ordinary symbols. */

@@ -8,6 +8,8 @@
 #include <wz/wzlb_log.h>
 #include <wz/wzlb_mem_map.h>
 #include <wz/wzlb_parse_api.h>
+#include <wz/wzlb_poi.h>
+#include <wz/wzlb_random_number.h>
 #include <wz/wzlb_search_vars.h>
 #include <wz/wzlb_time_stamp.h>
 #include <wz/wzlb_user_var.h>

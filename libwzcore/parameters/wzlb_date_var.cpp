@@ -9,28 +9,18 @@
 #include <new>
 #include <string>
 
+#include "libwzcore/parameters/declaration.h"
 #include "libwzcore/parameters/wzlb_date_var_holidays.h"
-#include "libwzcore/parameters/wzlb_vars_common.h"
 
 namespace wz {
 namespace {
 
-constexpr const char* kTagCopyFailed = "ZelErr[1000018]: ";
 constexpr const char* kTagBadNumber = "ZelErr[1000018]: ";
-constexpr const char* kTagBadName = "ZelErr[1012009]: ";
-constexpr const char* kTagUnknownOption = "ZelErr[1012027]: ";
-constexpr const char* kTagNameMissing = "ZelErr[1012053]: ";
-constexpr const char* kTagOptionMissing = "ZelErr[1012055]: ";
+constexpr const char* kTagFormatMissing = "ZelErr[1012055]: ";
 constexpr const char* kTagBadRange = "ZelErr[1012103]: ";
 constexpr const char* kParameter = "DateTime";
 constexpr int kLongestRange = 365;  // days
 
-// One of the exact words that an option may have.
-struct Option {
-  const char* word;
-  int value;
-};
-constexpr Option kRefresh[] = {{"SESSION", 1}, {"USE", 2}};
 constexpr Option kDayType[] = {{"ALL", 0}, {"WORKING", 1}, {"NONWORKING", 2}};
 constexpr Option kUnique[] = {{"YES", 1}, {"NO", 0}};
 
@@ -51,17 +41,17 @@ int negated(int number) {
   return static_cast<int>(-static_cast<long long>(number));
 }
 
-class DateDeclaration {
+class DateDeclaration : DeclarationReader {
  public:
   DateDeclaration(DateVarTableEntry& row, const DeclarationPlace& place)
-      : row_(row), place_(place) {}
+      : DeclarationReader(place, kParameter), row_(row) {}
 
   // Reads all fields; false when reading stopped at an error.
   [[nodiscard]] bool read(WZApi& api, int sess_idx) {
     reset_row(sess_idx);
     for (int i = 0; i < api.num_tokens; ++i) {
       WZApiFields& field = api.api_fields[i];
-      if (!(i == 0 ? read_name(field.keyword) : read_field(field))) {
+      if (!(i == 0 ? read_name(field.keyword, row_.name, WZ_HERE) : read_field(field))) {
         return false;
       }
     }
@@ -70,7 +60,6 @@ class DateDeclaration {
 
  private:
   void reset_row(int sess_idx);
-  bool read_name(char* name);
   bool read_field(WZApiFields& field);
   bool read_format(char* value);
   bool read_days(char* value, const char* format, int& days);
@@ -79,27 +68,7 @@ class DateDeclaration {
   bool check_format();
   bool check_range();
 
-  template <std::size_t Count>
-  bool read_option(const char* value, const Option (&options)[Count], const char* label,
-                   int& target) {
-    for (const Option& option : options) {
-      if (std::strcmp(value, option.word) == 0) {
-        target = option.value;
-        return true;
-      }
-    }
-    return !WZ_DECLARATION_ERROR(place_, kTagUnknownOption,
-                                 "Unknown '%s' option provided for '%s' in %s parameter.", value,
-                                 label, kParameter);
-  }
-
-  bool copy_failed(const char* text) {
-    return !WZ_DECLARATION_ERROR(place_, kTagCopyFailed,
-                                 "Failed to copy string '%s' into the memory.", text);
-  }
-
   DateVarTableEntry& row_;
-  const DeclarationPlace& place_;
 };
 
 void DateDeclaration::reset_row(int sess_idx) {
@@ -116,24 +85,8 @@ void DateDeclaration::reset_row(int sess_idx) {
   row_.sess_idx = sess_idx;
 }
 
-bool DateDeclaration::read_name(char* name) {
-  if (validate_var(name) != 0 &&
-      WZ_DECLARATION_ERROR(place_, kTagBadName,
-                           "Invalid variable '%s'. It should contain only alphanumeric character "
-                           "and '_'. Also, first character should be an alphabet.",
-                           name)) {
-    return false;
-  }
-  row_.name = store_text(name, 0);
-  return row_.name != WZ_BIGBUF_UNSET || copy_failed(name);
-}
-
 bool DateDeclaration::read_field(WZApiFields& field) {
-  if (row_.name == WZ_BIGBUF_UNSET &&
-      WZ_DECLARATION_ERROR(place_, kTagNameMissing,
-                           "%s parameter name is missing. It should be at very first position in "
-                           "API.",
-                           kParameter)) {
+  if (!require_name(row_.name, WZ_HERE)) {
     return false;
   }
   const std::string_view keyword = field.keyword;
@@ -155,34 +108,33 @@ bool DateDeclaration::read_field(WZApiFields& field) {
     return true;
   }
   if (has_keyword(keyword, "REFRESH")) {
-    return read_option(field.value, kRefresh, "Update Value On", row_.refresh);
+    return read_refresh(field.value, row_.refresh, WZ_HERE);
   }
   if (has_keyword(keyword, "DayType")) {
     return read_day_type(field.value);
   }
   if (has_keyword(keyword, "UNIQUE")) {
-    return read_option(field.value, kUnique, "Unique for each Session", row_.unique_date);
+    return read_option(field.value, kUnique, "Unique for each Session", row_.unique_date, WZ_HERE);
   }
   return true;  // other keywords belong to the host
 }
 
 bool DateDeclaration::read_format(char* value) {
   row_.format_len = static_cast<int>(std::strlen(value));
-  row_.format = store_text(value, row_.format_len);
-  return row_.format != WZ_BIGBUF_UNSET || copy_failed(value);
+  return store(value, row_.format_len, row_.format, WZ_HERE);
 }
 
 bool DateDeclaration::read_days(char* value, const char* format, int& days) {
   int number = 0;
   if (wzlb_atoi(value, &number) != 0 || number < 0) {
-    return !WZ_DECLARATION_ERROR(place_, kTagBadNumber, format, "");
+    return !WZ_DECLARATION_ERROR(place(), kTagBadNumber, format, "");
   }
   days = number;
   return true;
 }
 
 bool DateDeclaration::read_day_type(const char* value) {
-  if (!read_option(value, kDayType, "Day Type", row_.day_type)) {
+  if (!read_option(value, kDayType, "Day Type", row_.day_type, WZ_HERE)) {
     return false;
   }
   read_holiday_file();
@@ -211,7 +163,7 @@ void DateDeclaration::read_offset(char* value) {
 
 bool DateDeclaration::check_format() {
   return row_.format != WZ_BIGBUF_UNSET ||
-         !WZ_DECLARATION_ERROR(place_, kTagOptionMissing,
+         !WZ_DECLARATION_ERROR(place(), kTagFormatMissing,
                                "'%s' option must be specified in %s parameter.", "Format",
                                kParameter);
 }
@@ -220,17 +172,17 @@ bool DateDeclaration::check_range() {
   const int low = row_.min_days;
   const int high = row_.max_days;
   if ((low == 0) != (high == 0) &&
-      WZ_DECLARATION_ERROR(place_, kTagBadRange,
+      WZ_DECLARATION_ERROR(place(), kTagBadRange,
                            "In random date selection, 'MinDays' & 'MaxDays' value can not be "
                            "zero.")) {
     return false;
   }
-  if (high < low && WZ_DECLARATION_ERROR(place_, kTagBadRange,
+  if (high < low && WZ_DECLARATION_ERROR(place(), kTagBadRange,
                                          "MaxDays value can not be less than MinDays value.")) {
     return false;
   }
   if (low == high && low != 0 &&
-      WZ_DECLARATION_ERROR(place_, kTagBadRange,
+      WZ_DECLARATION_ERROR(place(), kTagBadRange,
                            "MaxDays value can not be equal to MinDays value.")) {
     return false;
   }

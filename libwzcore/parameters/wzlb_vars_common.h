@@ -71,7 +71,9 @@ template <typename... Arguments>
 
 }  // namespace wz
 
+// The place of this line.
+#define WZ_HERE (wz::SourcePlace{__FILE_NAME__, __LINE__, __func__})
+
 // WZ_DECLARATION_ERROR(place, tag, format, ...): see report_declaration_error.
-#define WZ_DECLARATION_ERROR(place, tag, format, ...)                                              \
-  wz::report_declaration_error((place), wz::SourcePlace{__FILE_NAME__, __LINE__, __func__}, (tag), \
-                               (format)__VA_OPT__(, ) __VA_ARGS__)
+#define WZ_DECLARATION_ERROR(place, tag, format, ...) \
+  wz::report_declaration_error((place), WZ_HERE, (tag), (format)__VA_OPT__(, ) __VA_ARGS__)

@@ -3,8 +3,6 @@
 
 #include <array>
 #include <cmath>
-#include <cstdarg>
-#include <cstdio>
 #include <cstring>
 #include <ctime>
 #include <string>
@@ -13,73 +11,22 @@
 
 #include "libwzcore/internal/trace.h"
 #include "tests/support/capture.h"
+#include "tests/support/declaration_test.h"
 #include "tests/support/temporary_folder.h"
 
 namespace {
 
 using wz::mutable_text;
-using wz::test::printed;
-using wz::test::stderr_of;
+using namespace wz::test;
 
 constexpr int kDay = 86400;
-constexpr int kTagged = 1;
-constexpr int kPlaced = 2;
-
-// The host's side of the callbacks.
-std::string big_buffer;
-bool buffer_is_full = false;
-std::vector<std::string> reports;
-
-wz_bigbuf_t keep_text(char* text, int length, ...) {
-  if (buffer_is_full) {
-    return WZ_BIGBUF_UNSET;
-  }
-  const wz_bigbuf_t offset = big_buffer.size();
-  big_buffer.append(length == 0 ? std::string(text) : std::string(text, text + length));
-  big_buffer += '\0';
-  return offset;
-}
-
-// "tag|source|line|function|message", without the line of the source where it is the library's.
-void keep_report(int mode, char* tag, char* source, int line, char* function, int reserved,
-                 char* format, ...) {
-  EXPECT_EQ(mode, 1);
-  EXPECT_EQ(reserved, 0);
-  std::array<char, 8192> message{};
-  va_list arguments;
-  va_start(arguments, format);
-  std::vsnprintf(message.data(), message.size(), format, arguments);
-  va_end(arguments);
-  if (g_wzlb_module == kTagged) {
-    EXPECT_GT(line, 0);
-    EXPECT_NE(std::string(source).find("wzlb_date_var.cpp"), std::string::npos);
-    EXPECT_STRNE(function, "");
-    reports.push_back(tag + std::string(message.data()));
-  } else {
-    reports.push_back(tag + ('|' + std::string(source)) + '|' + std::to_string(line) + '|' +
-                      function + '|' + message.data());
-  }
-}
-
-class DateVar : public testing::Test {
+class DateVar : public DeclarationTest {
  protected:
-  DateVar() {
-    use_mode(kPlaced);
-    wzlb_set_wdir(folder_.path().c_str());
-  }
+  DateVar() : DeclarationTest("wzlb_date_var.cpp") { wzlb_set_wdir(folder_.path().c_str()); }
   ~DateVar() override {
-    wzlb_init_parameter_module(1, nullptr, nullptr, nullptr);
     wzlb_set_wdir(work_directory_.c_str());
     total_holiday_entries = 0;
     flag_to_read_file = 1;
-    buffer_is_full = false;
-  }
-
-  static void use_mode(int mode, bool reports_errors = true) {
-    wzlb_init_parameter_module(mode, keep_text, reports_errors ? keep_report : nullptr, nullptr);
-    EXPECT_EQ(wzlb_copy_to_tmpbuf_cb, keep_text);
-    big_buffer.clear();
-    reports.clear();
   }
 
   int declare(const std::string& fields) {
@@ -138,12 +85,6 @@ TEST_F(DateVar, ReadsDeclarations) {
   }
 }
 
-struct Refusal {
-  const char* fields;
-  const char* tag;
-  const char* message;
-};
-
 const Refusal kBad[] = {
     {"1d, format=x", "ZelErr[1012009]: ",
      "Invalid variable '1d'. It should contain only alphanumeric character and '_'. Also, first "
@@ -170,17 +111,7 @@ const Refusal kBad[] = {
 
 TEST_F(DateVar, RefusesOrReportsByMode) {
   for (const Refusal& c : kBad) {
-    SCOPED_TRACE(c.fields);
-    use_mode(kPlaced);
-    EXPECT_EQ(declare(c.fields), -1);
-    EXPECT_EQ(reports, std::vector{"script.c|session|12|-|" + std::string(c.message)});
-    use_mode(kPlaced, false);
-    EXPECT_EQ(stderr_of([&] { EXPECT_EQ(declare(c.fields), -1); }), "");
-    use_mode(kTagged);
-    EXPECT_EQ(declare(c.fields), 0);
-    EXPECT_EQ(reports, std::vector{c.tag + std::string(c.message)});
-    use_mode(kTagged, false);
-    EXPECT_EQ(stderr_of([&] { EXPECT_EQ(declare(c.fields), 0); }), c.message);
+    expect_refusal(c, [&] { return declare(c.fields); });
   }
 }
 
