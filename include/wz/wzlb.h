@@ -11,6 +11,7 @@
 #include <wz/wzlb_poi.h>
 #include <wz/wzlb_random_number.h>
 #include <wz/wzlb_search_vars.h>
+#include <wz/wzlb_sock.h>
 #include <wz/wzlb_time_stamp.h>
 #include <wz/wzlb_user_var.h>
 #include <wz/wzlb_util.h>
