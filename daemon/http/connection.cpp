@@ -76,6 +76,9 @@ void Connection::run(TimePoint now) {
         ::shutdown(socket_.get(), SHUT_WR);
         exchange_.shut_down(now);
         break;
+      case Exchange::Step::reset:
+        close_with_reset();
+        return;
       case Exchange::Step::close:
         close();
         return;
@@ -89,6 +92,12 @@ void Connection::close() {
     socket_.reset();
     owner_.closed(*this);
   }
+}
+
+void Connection::close_with_reset() {
+  const linger at_once{1, 0};
+  ::setsockopt(socket_.get(), SOL_SOCKET, SO_LINGER, &at_once, sizeof at_once);
+  close();
 }
 
 // Reads what is there. False when the connection is lost.

@@ -44,6 +44,7 @@ class Connection final : public SocketPoller::Watcher,
   // decision to end.
   void drain(TimePoint now);
   void close();
+  void close_with_reset();
 
   [[nodiscard]] const Exchange& exchange() const noexcept { return exchange_; }
 

@@ -31,8 +31,7 @@ Exchange::~Exchange() {
 
 Exchange::Step Exchange::step(TimePoint now) {
   if (held_at_ != kNotHeld && now >= due_) {
-    held_at_ = kNotHeld;
-    deadline_ = now + context_.limits.request_timeout;
+    release(now);
   }
   while (serve_next(now)) {
   }
@@ -45,6 +44,9 @@ Exchange::Step Exchange::step(TimePoint now) {
   }
   if (held_at_ != kNotHeld) {
     return Step::wait;
+  }
+  if (phase_ == Phase::resetting) {
+    return Step::reset;
   }
   if (phase_ == Phase::closing) {
     return linger_ && !input_ended_ ? Step::shut_down : Step::close;
@@ -277,7 +279,14 @@ void Exchange::append_answer(const Framing& framing, TimePoint now) {
     held_at_ = out_.size();
     due_ = now + response.delay;
   }
+  if (response.fault != Fault::none && append_fault(response, now)) {
+    return;
+  }
   const auto head = append_head(out(), response, framing, context_.date.text());
+  if (response.fault == Fault::close_mid_body) {
+    response.body.resize(response.body.size() / 2);
+    end_behind_answer(Phase::closing);
+  }
   if (head.has_body) {
     if (response.body.size() <= kGatherLimit) {
       out_ += response.body;
@@ -286,8 +295,53 @@ void Exchange::append_answer(const Framing& framing, TimePoint now) {
     }
   }
   if (!head.keep_alive) {
-    phase_ = Phase::closing;
-    input_.truncate(0);
+    end_behind_answer(Phase::closing);
+  }
+}
+
+// True when the fault stands instead of the answer.
+bool Exchange::append_fault(Response& response, TimePoint now) {
+  switch (response.fault) {
+    case Fault::reset:
+      end_behind_answer(Phase::resetting);
+      return true;
+    case Fault::garbage:
+      append_garbage(out());
+      [[fallthrough]];
+    case Fault::empty:
+      end_behind_answer(Phase::closing);
+      return true;
+    case Fault::slow:
+      due_ = now + response.delay;
+      held_at_ = out_.size();
+      pace_ = pace_of(response.bytes_per_second);
+      return false;
+    case Fault::close_mid_body:
+      if (response.body.empty()) {
+        response.body = " ";  // announced, so that something is missing
+      }
+      return false;
+    case Fault::none:
+      break;
+  }
+  return false;
+}
+
+void Exchange::end_behind_answer(Phase phase) noexcept {
+  phase_ = phase;
+  input_.truncate(0);
+}
+
+// Lets out what is due: the answer, or the next piece of a slow one.
+void Exchange::release(TimePoint now) noexcept {
+  deadline_ = now + context_.limits.request_timeout;
+  const std::size_t size = out_.size() + large_body_.size();
+  if (pace_.bytes > 0 && held_at_ + pace_.bytes < size) {
+    held_at_ += pace_.bytes;
+    due_ = std::max(due_ + pace_.interval, now);
+  } else {
+    held_at_ = kNotHeld;
+    pace_ = {};
   }
 }
 

@@ -4,6 +4,7 @@
 //   read      receive into input_space() and report received() or input_ended()
 //   write     send output() and report written()
 //   wait      come back with step() when due() has passed
+//   reset     release the connection so that the client sees a reset
 //   shut_down end the sending side, report shut_down(); reading goes on for a moment, because a
 //             client that is still sending would lose the answer to a reset
 //   close     release the connection
@@ -23,6 +24,7 @@
 #include "daemon/config.h"
 #include "daemon/http/buffers.h"
 #include "daemon/http/chunk_decoder.h"
+#include "daemon/http/fault.h"
 #include "daemon/http/head_scanner.h"
 #include "daemon/http/http_date.h"
 #include "daemon/http/message.h"
@@ -54,7 +56,7 @@ struct ExchangeContext {
 
 class Exchange {
  public:
-  enum class Step { read, write, wait, shut_down, close };
+  enum class Step { read, write, wait, shut_down, reset, close };
 
   // `socket` is only passed on to the handler.
   Exchange(ExchangeContext& context, int socket, TimePoint now);
@@ -87,7 +89,7 @@ class Exchange {
   [[nodiscard]] TimePoint deadline() const noexcept { return deadline_; }
 
  private:
-  enum class Phase { head, sized_body, chunked_body, closing, lingering, closed };
+  enum class Phase { head, sized_body, chunked_body, closing, resetting, lingering, closed };
 
   bool serve_next(TimePoint now);
   bool read_head(TimePoint now);
@@ -97,6 +99,9 @@ class Exchange {
   bool read_chunked_body(TimePoint now);
   void serve(std::size_t body_size, std::size_t request_size, TimePoint now);
   void append_answer(const Framing& framing, TimePoint now);
+  bool append_fault(Response& response, TimePoint now);
+  void end_behind_answer(Phase phase) noexcept;
+  void release(TimePoint now) noexcept;
   void refuse(int status, TimePoint now);
   void next_request(TimePoint now) noexcept;
   void skip_empty_lines() noexcept;
@@ -115,7 +120,8 @@ class Exchange {
   std::string out_;                 // heads and small bodies
   std::string large_body_;          // sent behind out_; nothing is served before it is gone
   std::size_t sent_ = 0;            // bytes of both that are already written
-  std::size_t held_at_ = kNotHeld;  // bytes of out_ in front of an answer that is not due yet
+  std::size_t held_at_ = kNotHeld;  // bytes of both in front of what is not due yet
+  Pace pace_;                       // of a slow answer while it is held
   TimePoint due_{};
   TimePoint deadline_;
   bool line_checked_ = false;

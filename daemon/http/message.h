@@ -3,6 +3,7 @@
 #pragma once
 
 #include <chrono>
+#include <cstdint>
 #include <string>
 #include <string_view>
 
@@ -21,6 +22,16 @@ struct Request {
   bool has_if_none_match = false;
 };
 
+// How an answer goes wrong on purpose, for those who test clients.
+enum class Fault : std::uint8_t {
+  none,
+  reset,           // the connection is reset instead of an answer
+  empty,           // the connection is closed instead of an answer
+  garbage,         // bytes that are no HTTP, then the connection is closed
+  slow,            // the answer arrives at `bytes_per_second`
+  close_mid_body,  // the connection is closed behind the first half of the body
+};
+
 // The answer. The HTTP layer owns framing: it adds Content-Length, Connection and Date, and drops
 // header lines that would contradict it. The strings are reused from request to request, so a
 // steady state allocates nothing.
@@ -31,6 +42,8 @@ struct Response {
                             // among them closes the connection behind the answer
   std::string body;
   std::chrono::milliseconds delay{0};  // service time: send no earlier than this after receipt
+  Fault fault = Fault::none;
+  std::uint32_t bytes_per_second = 0;  // of Fault::slow; above 0 then
 
   void clear() noexcept {
     status = 200;
@@ -38,6 +51,7 @@ struct Response {
     headers.clear();
     body.clear();
     delay = std::chrono::milliseconds{0};
+    fault = Fault::none;
   }
 };
 

@@ -65,7 +65,17 @@ std::string_view trim_blanks(std::string_view text) {
   return text.substr(first, text.find_last_not_of(" \t") - first + 1);
 }
 
-DeclarationFields::DeclarationFields(const WZApi& parsed, const Report& report) : report_(report) {
+DeclarationFields::DeclarationFields(const WZApi& parsed, const Report& report, bool is_named)
+    : report_(report) {
+  if (is_named) {
+    take_name(parsed);
+  }
+  for (int i = is_named ? 1 : 0; i < parsed.num_tokens; ++i) {
+    fields_.push_back({parsed.api_fields[i].keyword, parsed.api_fields[i].value});
+  }
+}
+
+void DeclarationFields::take_name(const WZApi& parsed) {
   const std::string first = parsed.api_fields[0].keyword;
   if (parsed.num_tokens == 0 || first.empty() || parsed.api_fields[0].value[0] != '\0') {
     report_("the name is missing; it must be the first field");
@@ -73,9 +83,6 @@ DeclarationFields::DeclarationFields(const WZApi& parsed, const Report& report) 
     report_("'" + first + "' is no name: a letter, then letters, digits and '_'");
   } else {
     name_ = first;
-  }
-  for (int i = 1; i < parsed.num_tokens; ++i) {
-    fields_.push_back({parsed.api_fields[i].keyword, parsed.api_fields[i].value});
   }
 }
 

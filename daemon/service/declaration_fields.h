@@ -24,10 +24,11 @@ class DeclarationFields {
  public:
   using Report = std::function<void(std::string text)>;
 
-  // Keeps references to both arguments.
-  DeclarationFields(const WZApi& parsed, const Report& report);
+  // Keeps references to both. `is_named`: the first field is the name of what is declared.
+  DeclarationFields(const WZApi& parsed, const Report& report, bool is_named = true);
 
-  // The first field. Empty, and reported, when it is missing or no proper name.
+  // The first field of a named declaration. Empty, and reported, when it is missing or no proper
+  // name.
   [[nodiscard]] const std::string& name() const { return name_; }
 
   [[nodiscard]] bool has(std::string_view keyword) const;
@@ -54,6 +55,7 @@ class DeclarationFields {
     std::string value;
     bool used = false;
   };
+  void take_name(const WZApi& parsed);
   void bad(std::string_view keyword, const std::string& value, const std::string& expected);
 
   const Report& report_;

@@ -106,6 +106,9 @@ void ServiceRunner::serve(const ServiceView& service, const http::Request& reque
   const DeclaredHead declared{chosen->status, service.text(chosen->content_type_line),
                               service.text(chosen->headers)};
   merge_response_head(declared, state_.record().url_data, response, refused_);
+  response.delay = service_times_.draw(service.record().service_time);
+  response.fault = chosen->fault;
+  response.bytes_per_second = chosen->bytes_per_second;
   if (!refused_.empty()) {
     log_refused();
   }

@@ -12,6 +12,7 @@
 #include "daemon/service/response_template.h"
 #include "daemon/service/script.h"
 #include "daemon/service/service_image.h"
+#include "daemon/service/service_time.h"
 
 namespace vsd {
 
@@ -36,6 +37,7 @@ class ServiceRunner final : public http::RequestHandler {
   const ServiceStates& states_;
   ConnectionState state_;
   TemplateEvaluator evaluator_;
+  ServiceTimeSource service_times_;
   std::string condition_;  // reused from request to request, as the next one
   std::string refused_;
 };

@@ -11,7 +11,9 @@
 #include <variant>
 #include <vector>
 
+#include "daemon/http/message.h"
 #include "daemon/problem.h"
+#include "daemon/service/service_time.h"
 
 namespace vsd {
 
@@ -96,6 +98,8 @@ struct ResponseDefinition {
   bool is_conditional = false;       // chosen when the expansion of `when` equals `equals`
   std::string when;
   std::string equals;
+  http::Fault fault = http::Fault::none;
+  std::uint32_t bytes_per_second = 0;  // of Fault::slow
 };
 
 struct ServiceDefinition {
@@ -106,6 +110,7 @@ struct ServiceDefinition {
   int line = 0;                      // of wz_service
   std::vector<std::string> methods;  // upper case, in the order written
   std::string url;                   // path without query, starts with '/'
+  ServiceTime service_time;
   std::vector<VariableDefinition> variables;
   std::vector<ResponseDefinition> responses;
 };

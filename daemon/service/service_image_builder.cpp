@@ -90,6 +90,7 @@ class ServiceBuilder {
       methods.push_back(pool_.add(method));
     }
     record_.methods = place(methods);
+    record_.service_time = service_.service_time;
   }
 
   // A variable's hash code is its position: the declared ones first, then the system's. Those need
@@ -270,6 +271,8 @@ class ServiceBuilder {
       row.when_pieces = compile(response.when);
       row.equals = pool_.add(response.equals);
       row.status = response.status;
+      row.fault = response.fault;
+      row.bytes_per_second = response.bytes_per_second;
     }
     // Conditions are tried before the fallback, wherever that was declared.
     std::stable_partition(rows.begin(), rows.end(),

@@ -7,6 +7,7 @@
 #include <limits>
 #include <memory>
 
+#include "daemon/service/behaviour_declarations.h"
 #include "daemon/service/declaration_fields.h"
 #include "daemon/service/declaration_splitter.h"
 #include "daemon/service/service_loader.h"
@@ -102,13 +103,17 @@ class ServiceReader {
     }
     const std::string_view api = parsed_->api_name;
     const VariableReader read_variable = find_variable_reader(api);
-    if (api != "wz_service" && api != "wz_response" && read_variable == nullptr) {
+    const bool is_service_time = api == "wz_svc_time";
+    if (api != "wz_service" && api != "wz_response" && !is_service_time &&
+        read_variable == nullptr) {
       report_("unknown declaration '" + std::string(api) + "'");
       return;
     }
     current_ = std::string(api);
-    DeclarationFields fields(*parsed_, report_);
-    if (read_variable != nullptr) {
+    DeclarationFields fields(*parsed_, report_, !is_service_time);
+    if (is_service_time) {
+      set_service_time(fields);
+    } else if (read_variable != nullptr) {
       add_variable(fields, text, read_variable);
     } else if (api == "wz_service") {
       set_service(fields);
@@ -143,6 +148,14 @@ class ServiceReader {
     }
   }
 
+  void set_service_time(DeclarationFields& fields) {
+    if (service_time_is_set_) {
+      report_("is given more than once");
+    }
+    service_time_is_set_ = true;
+    service_.service_time = read_service_time(fields, report_);
+  }
+
   void add_variable(DeclarationFields& fields, const std::string& text,
                     VariableReader read_fields) {
     VariableDefinition variable;
@@ -163,7 +176,10 @@ class ServiceReader {
     ResponseDefinition response;
     response.name = fields.name();
     response.line = line_;
-    response.text = read_named_file(fields, "file", service_.folder, report_, response.file);
+    read_fault(fields, report_, response);
+    if (needs_template(response.fault) || fields.has("file")) {
+      response.text = read_named_file(fields, "file", service_.folder, report_, response.file);
+    }
     response.status = fields.number("status", 200, 599, 200);
     response.content_type = fields.text("type").value_or(type_of(response.file));
     if (response.content_type.empty() ||
@@ -260,6 +276,7 @@ class ServiceReader {
   ServiceDefinition& service_;
   std::vector<Problem>& problems_;
   int line_ = 0;
+  bool service_time_is_set_ = false;
   bool service_is_unread_ = false;
   bool response_is_unread_ = false;
   std::string current_;  // name of the declaration being read

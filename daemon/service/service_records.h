@@ -98,6 +98,8 @@ struct ResponseRow {
   Rows<TemplatePiece> when_pieces;
   TextRef equals;
   int status = 200;
+  http::Fault fault = http::Fault::none;
+  std::uint32_t bytes_per_second = 0;
 };
 
 // A service as the library sees it, and behind that what only the daemon reads.
@@ -108,6 +110,7 @@ struct ServiceRecord : scontents {
   TextRef url;
   std::uint32_t next_on_path = 0;  // 1 + number of the next service with the same URL; 0: none
   Rows<TextRef> methods;
+  ServiceTime service_time;
   std::uint64_t table_size = 0;  // entries of a connection's variable table
   Rows<VariablePrototype> variables;
   Rows<SearchRow> searches;  // in the order declared; fills go through all of them

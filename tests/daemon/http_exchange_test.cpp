@@ -244,6 +244,63 @@ TEST(HttpExchange, HoldsDelayedAnswersInOrder) {
   EXPECT_NE(driver.output.find("GET /2"), std::string::npos);
 }
 
+// Each behind an ordinary answer.
+TEST(HttpExchange, GoesWrongOnPurpose) {
+  const struct {
+    Fault fault;
+    Step end;
+    std::string_view output_end;
+  } cases[] = {{Fault::reset, Step::reset, ""},
+               {Fault::empty, Step::close, ""},
+               {Fault::garbage, Step::close, ""},
+               {Fault::slow, Step::read, "\r\n\r\nGET /fault4 33 "},
+               {Fault::close_mid_body, Step::close, "\r\n\r\nGET /fa"}};
+  for (const auto& [fault, end, output_end] : cases) {
+    const std::string target = "/fault" + std::to_string(static_cast<int>(fault));
+    SCOPED_TRACE(target);
+    const HttpLimits limits;
+    EchoHandler handler;
+    ExchangeDriver driver(limits, handler);
+    driver.feed("GET /none HTTP/1.1\r\nHost: a\r\n\r\n");
+    driver.output.clear();
+    const TimePoint start = driver.now;
+    auto step = driver.feed("GET " + target + " HTTP/1.1\r\nHost: a\r\n\r\n");
+    std::size_t most = driver.output.size();
+    while (step == Step::wait) {
+      const std::size_t before = driver.output.size();
+      driver.now = driver.exchange().due();
+      step = driver.pump();
+      most = std::max(most, driver.output.size() - before);
+    }
+    EXPECT_EQ(step, end);
+    const std::string& output = driver.output;
+    EXPECT_TRUE(output.ends_with(output_end)) << output;
+    if (!output_end.empty()) {
+      EXPECT_NE(output.find("\r\nContent-Length: 15\r\n"), std::string::npos) << output;
+    }
+    EXPECT_EQ(output.starts_with("HTTP/1.1 200"), !output_end.empty());
+    EXPECT_EQ(output.size() == 256, fault == Fault::garbage);
+    if (fault == Fault::slow) {  // 200 bytes a second
+      EXPECT_LE(most, 20U);
+      EXPECT_NEAR(static_cast<double>((driver.now - start) / 1ms),
+                  static_cast<double>(output.size()) * 5, 100);
+    } else {
+      EXPECT_EQ(driver.now, start);
+    }
+  }
+}
+
+// A client that does not read is given up, also while an answer behind the unread ones waits.
+TEST(HttpExchange, GivesUpWhoDoesNotReadWhileAnAnswerWaits) {
+  const HttpLimits limits;
+  EchoHandler handler;
+  ExchangeDriver driver(limits, handler);
+  driver.client_reads = false;
+  EXPECT_EQ(driver.feed("GET /a HTTP/1.1\r\nHost: a\r\n\r\nGET /slow HTTP/1.1\r\nHost: a\r\n\r\n"),
+            Step::write);
+  EXPECT_EQ(driver.later(limits.request_timeout), Step::close);
+}
+
 TEST(HttpExchange, StopsServingWhileTheClientDoesNotRead) {
   const HttpLimits limits;
   EchoHandler handler;

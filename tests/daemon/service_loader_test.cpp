@@ -49,7 +49,10 @@ TEST_F(ServiceReaderTest, ReadsEveryDeclaration) {
       "wz_date_var(today, format=\"%d, %m\", offset=+1);\n"
       "wz_index_var(price, file=\"data/stock.csv\", delimiter=\"|\", key=order_id, column=3);\n"
       "wz_response(ok, file=\"ok.xml\", status=201, header=\"A: 1\", header=\"B: 2\");\n"
-      "wz_response(none, file=\"r.txt\", when=\"{order_id}\", equals=\"\", type=\"a/b\");");
+      "wz_response(none, file=\"r.txt\", when=\"{order_id}\", equals=\"\", type=\"a/b\");\n"
+      "wz_svc_time(value1=20, mode=fixed);\n"
+      "wz_response(cut, fault=Reset, when=\"{a}\", equals=1);\n"
+      "wz_response(slow, file=\"r.txt\", fault=\"slow(1000)\", when=\"{a}\", equals=2);\n");
   for (const auto& problem : problems_) {
     ADD_FAILURE() << to_string(problem);
   }
@@ -68,6 +71,11 @@ TEST_F(ServiceReaderTest, ReadsEveryDeclaration) {
   EXPECT_EQ(std::get<vsd::DateSource>(service.variables[5].source).day_offset, 1);
   const auto& rows = std::get<vsd::IndexSource>(service.variables[6].source).rows;
   ASSERT_EQ(rows.size(), 2U);
+  EXPECT_EQ(service.service_time.mode, vsd::ServiceTimeMode::fixed);
+  EXPECT_EQ(service.service_time.value1, 20);
+  EXPECT_EQ(service.responses[2].fault, vsd::http::Fault::reset);
+  EXPECT_EQ(service.responses[3].fault, vsd::http::Fault::slow);
+  EXPECT_EQ(service.responses[3].bytes_per_second, 1000U);
   EXPECT_EQ(rows[0].key + rows[0].value + rows[1].key + rows[1].value, "ink7.50pen1.20");
 }
 
@@ -96,6 +104,15 @@ TEST_F(ServiceReaderTest, NamesEveryFault) {
       {"wz_response(x, file=\".\", when=a, equals=b);", "file . is missing or cannot be read"},
       {"wz_response(x, file=\"r.txt\", when=a);", "when= and equals= belong together"},
       {"wz_response(x, file=\"r.txt\", header=\"no colon\");", "header=no colon is wrong"},
+      {"wz_response(x);", "file= is missing"},
+      {"wz_response(x, fault=slow);", "fault=slow is wrong: it must be one of reset"},
+      {"wz_response(x, fault=\"slow(0)\");", "fault=slow(0) is wrong"},
+      {"wz_response(x, fault=\"slow(9)\");", "file= is missing"},
+      {"wz_svc_time(value1=3);", "wz_svc_time: mode= is missing"},
+      {"wz_svc_time(mode=9);", "mode=9 is wrong: it must be one of NONE"},
+      {"wz_svc_time(mode=2, value1=-1);", "value1=-1 is wrong"},
+      {"wz_svc_time(mode=5, value1=7, value2=7);", "mode=LOGNORMAL needs value1="},
+      {"wz_svc_time(mode=0); wz_svc_time(mode=0);", "wz_svc_time: is given more than once"},
       {"wz_response(x, file=\"r.txt\", header=\"A: 1\\r\\nB: 2\");", "header=A: 1"},
   };
   for (const auto& each : cases) {

@@ -89,6 +89,31 @@ TEST_F(Examples, EchoGivesBackMethodUrlHeadersAndLargeBodies) {
   }
 }
 
+TEST_F(Examples, FlakyTakesItsTimeAndGoesWrongOnPurpose) {
+  std::string report;
+  for (int i = 0; i < 8; ++i) {
+    report += "All is well.\n";
+  }
+  const auto ask = [&](const std::string& how) {
+    const RawClient client(vsd_->port());
+    const auto start = std::chrono::steady_clock::now();
+    client.send("GET /flaky?how=" + how + " HTTP/1.1\r\nHost: a\r\nConnection: close\r\n\r\n");
+    const std::string answer = client.receive();
+    EXPECT_EQ(errno == ECONNRESET, how == "reset") << how;
+    EXPECT_GE(std::chrono::steady_clock::now() - start, std::chrono::milliseconds(20));
+    return answer;
+  };
+  errno = 0;
+  EXPECT_TRUE(ask("").ends_with(report));
+  EXPECT_TRUE(ask("slow").ends_with("\r\n\r\n" + report));
+  const auto cut = ask("cut");
+  EXPECT_TRUE(contains(cut, "\r\nContent-Length: 104\r\n")) << cut;
+  EXPECT_TRUE(cut.ends_with("\r\n\r\n" + report.substr(0, 52)));
+  EXPECT_EQ(ask("garbage").size(), 256U);
+  EXPECT_EQ(ask("empty"), "");
+  EXPECT_EQ(ask("reset"), "");
+}
+
 TEST_F(Examples, ARequestCutAtEveryByteIsAnsweredTheSame) {
   const std::string request =
       "POST /order?cust=Ann HTTP/1.1\r\nHost: a\r\nContent-Length: 21\r\n\r\n"

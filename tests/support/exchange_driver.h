@@ -26,6 +26,13 @@ class EchoHandler : public RequestHandler {
       response.body.assign(100'000, 'x');
       return;
     }
+    for (const auto fault :
+         {Fault::reset, Fault::empty, Fault::garbage, Fault::slow, Fault::close_mid_body}) {
+      if (request.target == "/fault" + std::to_string(static_cast<int>(fault))) {
+        response.fault = fault;
+        response.bytes_per_second = 200;
+      }
+    }
     if (request.target == "/slow") {
       response.delay = std::chrono::milliseconds(70);
     } else if (request.target == "/close") {
