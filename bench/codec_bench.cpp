@@ -8,48 +8,22 @@
 
 #include <algorithm>
 #include <array>
-#include <chrono>
 #include <cstring>
 #include <random>
 #include <string>
 #include <vector>
 
+#include "bench/alternate.h"
+
 namespace {
 
-using Clock = std::chrono::steady_clock;
-
-double median(std::vector<double>& values) {
-  const auto middle = values.begin() + static_cast<std::ptrdiff_t>(values.size() / 2);
-  std::nth_element(values.begin(), middle, values.end());
-  return *middle;
-}
-
-// Seconds of one call, measured over as many calls as move about 64 KiB.
-template <typename Call>
-double seconds_per_call(Call& call, std::size_t size) {
-  const std::size_t calls = std::max<std::size_t>(1, 65536 / size);
-  const auto start = Clock::now();
-  for (std::size_t i = 0; i < calls; ++i) {
-    call();
-    benchmark::ClobberMemory();
-  }
-  return std::chrono::duration<double>(Clock::now() - start).count() / static_cast<double>(calls);
-}
-
-// Runs both sides in turn on `size` bytes of raw data.
+// Runs both sides in turn on `size` bytes of raw data, in rounds of about 64 KiB.
 template <typename Ours, typename Reference>
 void compare(benchmark::State& state, std::size_t size, Ours ours, Reference reference) {
-  std::vector<double> our_times;
-  std::vector<double> reference_times;
-  for (auto _ : state) {
-    our_times.push_back(seconds_per_call(ours, size));
-    reference_times.push_back(seconds_per_call(reference, size));
-  }
-  const double our_median = median(our_times);
-  const double reference_median = median(reference_times);
-  state.counters["ours_MBps"] = static_cast<double>(size) / our_median / 1e6;
-  state.counters["ref_MBps"] = static_cast<double>(size) / reference_median / 1e6;
-  state.counters["ratio"] = our_median / reference_median;
+  const std::size_t calls = std::max<std::size_t>(1, 65536 / size);
+  const wz::bench::Medians medians = wz::bench::alternate(state, calls, ours, reference);
+  state.counters["ours_MBps"] = static_cast<double>(size) / medians.ours / 1e6;
+  state.counters["ref_MBps"] = static_cast<double>(size) / medians.reference / 1e6;
 }
 
 std::string random_bytes(std::size_t size) {

@@ -3,10 +3,12 @@
 #define WZLB_H
 
 #include <wz/wzlb_alloc.h>
+#include <wz/wzlb_big_buf.h>
 #include <wz/wzlb_date_var.h>
 #include <wz/wzlb_encode_decode.h>
 #include <wz/wzlb_log.h>
 #include <wz/wzlb_mem_map.h>
+#include <wz/wzlb_mem_pool.h>
 #include <wz/wzlb_parse_api.h>
 #include <wz/wzlb_poi.h>
 #include <wz/wzlb_random_number.h>
