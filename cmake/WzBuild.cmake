@@ -22,3 +22,15 @@ function(wz_sources out)
   file(GLOB_RECURSE files CONFIGURE_DEPENDS ${CMAKE_CURRENT_SOURCE_DIR}/*.cpp)
   set(${out} ${files} PARENT_SCOPE)
 endfunction()
+
+# wz_exports(TARGET LIST): the library exports exactly the names of the list, one a line.
+function(wz_exports target list)
+  set(version_script ${CMAKE_BINARY_DIR}/${target}.map)
+  set_property(DIRECTORY ${CMAKE_SOURCE_DIR} APPEND PROPERTY CMAKE_CONFIGURE_DEPENDS ${list})
+  file(STRINGS ${list} names REGEX "^[A-Za-z_]")
+  list(JOIN names ";\n    " names)
+  file(CONFIGURE OUTPUT ${version_script}
+       CONTENT "{\n  global:\n    @names@;\n  local:\n    *;\n};\n" @ONLY)
+  set_property(TARGET ${target} APPEND PROPERTY LINK_DEPENDS ${version_script})
+  target_link_options(${target} PRIVATE -Wl,--version-script=${version_script})
+endfunction()

@@ -1,19 +1,19 @@
 #!/usr/bin/env bash
-# The exported names of libwz.so, the export list and the WZ_API declarations of the public headers
-# are one and the same set.
-# usage: exports_test.sh LIBRARY SOURCE_DIR
+# The exported names of a library, its export list and the declarations of the public headers that
+# its macro marks are one and the same set.
+# usage: exports_test.sh LIBRARY SOURCE_DIR LIST MACRO
 set -euo pipefail
-library=$1 source=$2
+library=$1 source=$2 list=$3 macro=$4
 work=$(mktemp -d)
 trap 'rm -rf "$work"' EXIT
 
-grep -E '^[A-Za-z_]' "$source/cmake/exports.txt" | sort >"$work/listed"
+grep -E '^[A-Za-z_]' "$source/cmake/$list" | sort >"$work/listed"
 nm -D --defined-only "$library" | awk '{ sub(/@.*/, "", $3); print $3 }' | sort >"$work/exported"
 
 # Declarations without comments, one a line; the name stands before "(" or ends an extern variable.
 cat "$source"/include/wz/*.h | grep -v '^#' | tr '\n' ' ' |
-  sed -E 's#/\*([^*]|\*+[^*/])*\*+/##g' | tr ';{}' '\n\n\n' | grep 'WZ_API ' |
-  sed -E 's/.*WZ_API +//; s/__attribute__.*//; s/WZ_PRINTF.*//' |
+  sed -E 's#/\*([^*]|\*+[^*/])*\*+/##g' | tr ';{}' '\n\n\n' | grep "$macro " |
+  sed -E "s/.*$macro +//" | sed -E 's/__attribute__.*//; s/WZ_PRINTF.*//' |
   sed -E 's/^extern +(.*[ *])?([A-Za-z_0-9]+) *(\[[^]]*\])? *$/\2/; t; s/^[^(]*[ *]([A-Za-z_0-9]+) *\(.*$/\1/' |
   sort >"$work/declared"
 
