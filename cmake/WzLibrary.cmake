@@ -1,27 +1,20 @@
 # libwz.so: the core library and the script API in one shared object that exports exactly the names
 # of cmake/exports.txt.
-set(exports ${CMAKE_SOURCE_DIR}/cmake/exports.txt)
-set(version_script ${CMAKE_BINARY_DIR}/wz.map)
-set_property(DIRECTORY APPEND PROPERTY CMAKE_CONFIGURE_DEPENDS ${exports})
-file(STRINGS ${exports} names REGEX "^[A-Za-z_]")
-list(JOIN names ";\n    " names)
-file(CONFIGURE OUTPUT ${version_script}
-     CONTENT "{\n  global:\n    @names@;\n  local:\n    *;\n};\n" @ONLY)
-
 add_library(wz SHARED $<TARGET_OBJECTS:wz_core> $<TARGET_OBJECTS:wz_script>)
 add_library(wz::wz ALIAS wz)
 set_target_properties(wz PROPERTIES
-  VERSION ${PROJECT_VERSION} SOVERSION ${PROJECT_VERSION_MAJOR} LINK_DEPENDS ${version_script}
-  LINKER_LANGUAGE CXX)
+  VERSION ${PROJECT_VERSION} SOVERSION ${PROJECT_VERSION_MAJOR} LINKER_LANGUAGE CXX)
+wz_exports(wz ${CMAKE_SOURCE_DIR}/cmake/exports.txt)
 # Calls within the library stay within it: a host that defines a function named like one of ours
 # must not get them, and they need no indirection.
-target_link_options(wz PRIVATE -Wl,--version-script=${version_script} -Wl,-Bsymbolic-functions)
+target_link_options(wz PRIVATE -Wl,-Bsymbolic-functions)
 target_link_libraries(wz PRIVATE wz_settings OpenSSL::Crypto CURL::libcurl
   GSL::gsl Threads::Threads)
 if(NOT WZ_SANITIZERS)
   # Host symbols are weak references; anything else that is undefined is a mistake.
   target_link_options(wz PRIVATE -Wl,-z,defs)
 endif()
+add_dependencies(wz wzfaker)  # loaded at run time, when a declaration asks for fake data
 target_include_directories(wz INTERFACE
   $<BUILD_INTERFACE:${CMAKE_SOURCE_DIR}/include> $<INSTALL_INTERFACE:include>)
 

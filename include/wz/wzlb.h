@@ -12,6 +12,7 @@
 #include <wz/wzlb_parse_api.h>
 #include <wz/wzlb_poi.h>
 #include <wz/wzlb_random_number.h>
+#include <wz/wzlb_random_string.h>
 #include <wz/wzlb_search_vars.h>
 #include <wz/wzlb_sock.h>
 #include <wz/wzlb_time_stamp.h>

@@ -46,6 +46,9 @@ class DeclarationReader {
   bool store(char* text, int length, wz_bigbuf_t& target, const SourcePlace& source) const;
   // Reports that the option `label` has no value; the result is that of every step.
   [[nodiscard]] bool option_missing(const char* label, const SourcePlace& source) const;
+  // The same of a value that the option `label` does not know.
+  [[nodiscard]] bool unknown_option(const char* value, const char* label,
+                                    const SourcePlace& source) const;
 
   template <std::size_t Count>
   bool read_option(const char* value, const Option (&options)[Count], const char* label,
@@ -74,9 +77,6 @@ class DeclarationReader {
   [[nodiscard]] const char* parameter() const { return parameter_; }
 
  private:
-  [[nodiscard]] bool unknown_option(const char* value, const char* label,
-                                    const SourcePlace& source) const;
-
   const DeclarationPlace& place_;
   const char* parameter_;
 };

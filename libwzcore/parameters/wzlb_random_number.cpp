@@ -4,7 +4,6 @@
 
 #include <algorithm>
 #include <array>
-#include <climits>
 #include <cstdio>
 #include <cstdlib>
 #include <cstring>
@@ -13,6 +12,7 @@
 
 #include "libwzcore/parameters/declaration.h"
 #include "libwzcore/parameters/integer_format.h"
+#include "libwzcore/parameters/random_draw.h"
 
 namespace wz {
 namespace {
@@ -85,11 +85,6 @@ class NumberDeclaration : DeclarationReader {
   const char* variable_ = "";
 };
 
-int draw(double min, double max) {
-  const double value = std::rand() / (2147483647.0 + max) * (max - (min - 1.0)) + min;
-  return static_cast<int>(std::clamp<double>(value, INT_MIN, INT_MAX));
-}
-
 long width_of(const char* format) {
   const char* percent = std::strchr(format, '%');
   return percent != nullptr ? std::atoi(percent + 1) : 0;
@@ -148,7 +143,7 @@ char* wzlb_get_random_number(double min, double max, char* format, int format_le
     const auto room = static_cast<std::size_t>(size);
     if (text != nullptr && room > 0) {
       std::memset(text, 0, room);
-      const int printed = wz::print_value(text, room, format, wz::draw(min, max));
+      const int printed = wz::print_value(text, room, format, wz::draw_between(min, max));
       length = static_cast<int>(std::clamp<long>(printed, 0, size));
     }
   }

@@ -40,6 +40,28 @@ static void use_core(void)
   free(block); /* a caller who does not know better */
 }
 
+static wz_bigbuf_t keep_text(char *text, int length, ...)
+{
+  (void)text;
+  return (wz_bigbuf_t)length;
+}
+
+/* libwz finds libwzfaker by itself. */
+static void use_fake_data(void)
+{
+  RandomStringTableEntry row = {0};
+  char line[] = "String(id, Class=id.uuid);";
+  char name[] = "tool";
+  char *value = NULL;
+  int length = 0;
+
+  wzlb_init_parameter_module(2, keep_text, NULL, NULL);
+  check(wzlb_input_randomString_data(&row, line, 1, 0, name, name, name) == 0, "declare a class");
+  wzlb_fill_fake_data(&row, &value, &length);
+  check(length == 36 && strlen(value) == 36, "fake a UUID");
+  free(value);
+}
+
 static void use_script_api_without_host(void)
 {
   char plain[] = "no {variable} here";
@@ -63,6 +85,7 @@ static void use_script_api_without_host(void)
 int main(void)
 {
   use_core();
+  use_fake_data();
   use_script_api_without_host();
   return failures == 0 ? 0 : 1;
 }
