@@ -44,11 +44,15 @@ inline bool error_log_is_open() noexcept {
   } while (0)
 
 // VSD_ERROR(severity, format, ...): a line of the host's error log, when one is open.
-#define VSD_ERROR(severity, format, ...)                                                       \
+#define VSD_ERROR(severity, format, ...) \
+  VSD_ERROR_AS(__func__, severity, format __VA_OPT__(, ) __VA_ARGS__)
+
+// The same in the name of another function.
+#define VSD_ERROR_AS(function, severity, format, ...)                                          \
   do {                                                                                         \
     if (wz::script::error_log_is_open()) {                                                     \
       vsd_error_log_ex((severity), const_cast<char*>(__FILE_NAME__), __LINE__,                 \
-                       const_cast<char*>(__func__), &cur_cptr != nullptr ? cur_cptr : nullptr, \
+                       const_cast<char*>(function), &cur_cptr != nullptr ? cur_cptr : nullptr, \
                        const_cast<char*>(""), const_cast<char*>(""),                           \
                        const_cast<char*>(format) __VA_OPT__(, ) __VA_ARGS__);                  \
     }                                                                                          \

@@ -56,6 +56,8 @@
 #define WZ_SCRIPT_H
 
 #include <wz/wz_base.h>
+#include <wz/wz_rsa.h>
+#include <wz/wzlb_crypt.h>
 #include <wz/wzlb_encode_decode.h>
 #include <wz/wzlb_search_vars.h>
 #include <wz/wzlb_user_var.h>
@@ -397,6 +399,22 @@ WZ_API int wz_http_set_response_line(char *response_line);
  * @return  0; -1 when no request is being served.
  */
 WZ_API int check_alloc_url_data(void);
+
+/* ---- encryption ----
+ *
+ * <wz/wzlb_crypt.h> has AES, digests and signatures, <wz/wz_rsa.h> has RSA; both are included.
+ */
+
+/**
+ * wzlb_encrypt_with_aes_128_cbc, with its limits, for scripts that have always called it.
+ *
+ * @param key,iv  16 bytes each.
+ * @param intext  NUL-terminated text.
+ * @param cipher  Room for 4 x ((strlen(intext) + 18) / 3) + 1 bytes. Receives the base64.
+ * @return        Always 0, deliberately: look at `cipher`, made empty before the call.
+ */
+WZ_API int wz_encrypt_with_aes_128_cbc(unsigned char *key, unsigned char *iv, unsigned char *intext,
+                                       unsigned char *cipher);
 
 WZ_END_DECLS
 

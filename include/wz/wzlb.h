@@ -4,6 +4,7 @@
 
 #include <wz/wzlb_alloc.h>
 #include <wz/wzlb_big_buf.h>
+#include <wz/wzlb_crypt.h>
 #include <wz/wzlb_date_var.h>
 #include <wz/wzlb_encode_decode.h>
 #include <wz/wzlb_log.h>

@@ -9,18 +9,13 @@
 #include <climits>
 #include <cstdlib>
 #include <cstring>
-#include <memory>
 #include <string_view>
 
+#include "libwzcore/internal/openssl_handles.h"
 #include "libwzcore/internal/trace.h"
 
 namespace wz {
 namespace {
-
-struct FreeBioChain {
-  void operator()(BIO* bio) const noexcept { BIO_free_all(bio); }
-};
-using BioChain = std::unique_ptr<BIO, FreeBioChain>;
 
 // A base64 filter without line breaks over `memory`, which it owns from now on.
 BioChain base64_over(BIO* memory) noexcept {
