@@ -3,6 +3,7 @@
 
 #include "tests/support/capture.h"
 #include "tests/support/http_client.h"
+#include "tests/support/openssl_command.h"
 #include "tests/support/raw_client.h"
 #include "tests/support/vsd_process.h"
 
@@ -62,6 +63,27 @@ TEST_F(Examples, JsonBracesAreLiteral) {
   EXPECT_TRUE(answer.body.starts_with(R"({"item": {"sku": "A-100", "created": ")")) << answer.body;
   EXPECT_TRUE(contains(answer.body, R"("tags": {"count": "2", "first": "new"}, "empty": {}}})"))
       << answer.body;
+}
+
+TEST_F(Examples, SecureDecryptsLooksUpAndSigns) {
+  const wz::test::OpensslCommand openssl;
+  const std::string iv = "0f0e0d0c0b0a09080706050403020100";
+  const auto ask = [&](const std::string& key, const std::string& account) {
+    const std::string field =
+        openssl.run("enc -aes-128-cbc -a -A -K " + key + " -iv " + iv, account);
+    return client_.post(url("/secure/balance"),
+                        "<iv>" + iv + "</iv><account>" + field + "</account>");
+  };
+  const std::string key = "00112233445566778899aabbccddeeff";
+  const std::string private_key =
+      EXAMPLES_FOLDER "/correlation/demo/shop/services/secure/data/signing_key.pem";
+  const std::string signature =
+      openssl.run("base64 -A", openssl.run("dgst -sha256 -sign " + private_key, "DE-4712=-17.30"));
+  EXPECT_EQ(ask(key, "DE-4712").body,
+            R"({"account": "DE-4712", "balance": -17.30, "signature": ")" + signature + "\"}\n");
+  EXPECT_EQ(ask(key, "DE-9999").status, 404);
+  EXPECT_EQ(ask(iv, "DE-4712").status, 400);
+  EXPECT_EQ(client_.post(url("/secure/balance"), "<iv>1</iv>").status, 400);
 }
 
 TEST_F(Examples, ThousandRequestsUseOneConnection) {
