@@ -13,21 +13,22 @@ inline void require(bool condition) {
   }
 }
 
-// The parsers report bad input on standard error, once per input. Only the stream is replaced: the
-// fuzzer's and the sanitizers' own reports must stay visible.
+// The parsers report bad input on standard error or output, once per input. Only the stream is
+// replaced: the fuzzer's and the sanitizers' own reports must stay visible.
 class QuietStream {
  public:
-  QuietStream() {
+  explicit QuietStream(FILE*& stream = stderr) : stream_(stream), before_(stream) {
     static FILE* const nowhere = std::fopen("/dev/null", "w");
     require(nowhere != nullptr);
-    stderr = nowhere;
+    stream_ = nowhere;
   }
   QuietStream(const QuietStream&) = delete;
   QuietStream& operator=(const QuietStream&) = delete;
-  ~QuietStream() { stderr = before_; }
+  ~QuietStream() { stream_ = before_; }
 
  private:
-  FILE* before_ = stderr;
+  FILE*& stream_;
+  FILE* before_;
 };
 
 }  // namespace wz::fuzz

@@ -5,6 +5,7 @@
 
 #include <cstdlib>
 #include <string>
+#include <utility>
 
 #include "tests/support/capture.h"
 #include "tests/support/temporary_folder.h"
@@ -23,20 +24,12 @@ class OpensslCommand {
     return content_of(folder_.path() / "output");
   }
 
-  // A new RSA key: its private PEM text, and the public one in the folder and as a result.
-  struct KeyPair {
-    std::string private_key;
-    std::string public_key;
-  };
-  [[nodiscard]] KeyPair new_key(int bits) const {
-    const std::string private_key = run("genrsa -traditional " + std::to_string(bits));
-    const std::string public_key = run("rsa -pubout", private_key);
-    folder_.write("private.pem", private_key);
-    folder_.write("public.pem", public_key);
-    return {private_key, public_key};
+  // A new RSA key: its private and its public PEM text, also as private.pem and public.pem.
+  [[nodiscard]] std::pair<std::string, std::string> new_key(int bits) const {
+    folder_.write("private.pem", run("genrsa -traditional " + std::to_string(bits)));
+    folder_.write("public.pem", run("rsa -in private.pem -pubout"));
+    return {content_of(folder_.path() / "private.pem"), content_of(folder_.path() / "public.pem")};
   }
-
-  [[nodiscard]] const TemporaryFolder& folder() const { return folder_; }
 
  private:
   TemporaryFolder folder_;
