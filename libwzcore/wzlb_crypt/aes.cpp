@@ -266,6 +266,6 @@ int wzlb_encrypt_with_aes_128_cbc(unsigned char* key, unsigned char* iv, unsigne
   if (!encoded) {
     return 0;
   }
-  std::strcpy(text, encoded.get());
+  std::memcpy(text, encoded.get(), std::strlen(encoded.get()) + 1);
   return 1;
 }
