@@ -76,7 +76,7 @@ TEST_P(Aes, KnownAnswersRoundTripsAndTheOpensslCommand) {
   known.resize(32);
   EXPECT_EQ(known, unhex(std::get<2>(GetParam())));
   Bytes text;
-  for (const std::size_t size : {1000000, 4096, 4095, 17, 16, 15, 1, 0}) {
+  for (const std::size_t size : {1000000U, 4096U, 4095U, 17U, 16U, 15U, 1U, 0U}) {
     text.resize(size, static_cast<unsigned char>(size));
     for (const bool base64 : {false, true}) {
       EXPECT_EQ(decrypt(encrypt(text, base64), base64), text) << size;

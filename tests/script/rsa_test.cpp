@@ -51,7 +51,7 @@ class RsaTest : public wz::test::ScriptTest {
 };
 
 TEST_F(RsaTest, RoundTripsAndTheOpensslCommand) {
-  for (const std::size_t block : {256, 128}) {
+  for (const std::size_t block : {256U, 128U}) {
     const auto [own_key, open_key] = openssl_.new_key(static_cast<int>(block) * 8);
     for (const std::size_t size : {0U, 1U, 15U, 16U, 17U, 117U, 246U, 4095U, 4096U, 1000000U}) {
       if (size == 1000000 && block == 256) {
@@ -80,22 +80,23 @@ TEST_F(RsaTest, TellsWhyItRefuses) {
     EXPECT_EQ(told_by([&] { return encrypt(other.second, "x", 0); }), "|Unknown Key size");
     EXPECT_EQ(told_by([&] { return decrypt(other.first, "x", 0); }), "|wrong key size");
   }
-  const auto [own_key, open_key] = openssl_.new_key(1024);
-  EXPECT_EQ(told_by([&] { return encrypt(own_key, "x", 1); }),
+  const auto key = openssl_.new_key(1024);
+  EXPECT_EQ(told_by([&] { return encrypt(key.first, "x", 1); }),
             "Failed to create RSA|Unknown Key size");
   for (const char* form : {"rsa -aes128 -passout pass:", "pkcs8 -topk8 -passout pass:"}) {
-    const std::string encrypted = openssl_.run(form, own_key);
+    const std::string encrypted = openssl_.run(form, key.first);
     EXPECT_EQ(told_by([&] { return decrypt(encrypted, "YQ==", 1); }),
               "Failed to create RSA|wrong key size");
   }
-  const std::string raw = encrypt(open_key, std::string(200, 'x'), 0);
+  const std::string raw = encrypt(key.second, std::string(200, 'x'), 0);
   const std::pair<std::string, int> damaged[] = {
       {raw.substr(0, 255), 0}, {raw + "x", 0}, {raw.substr(1) + "x", 0}, {"!!!!", 1}, {"YQ==", 1}};
-  for (const auto& [text, base64] : damaged) {
-    EXPECT_EQ(told_by([&] { return decrypt(own_key, text, base64); }), "|Private decrypt failed");
+  for (const auto& wrong : damaged) {
+    EXPECT_EQ(told_by([&] { return decrypt(key.first, wrong.first, wrong.second); }),
+              "|Private decrypt failed");
   }
   for (const char* nothing : {"", "\n\\\n"}) {
-    EXPECT_EQ(told_by([&] { return decrypt(own_key, nothing, 1); }), "|Encoded buffer NULL");
+    EXPECT_EQ(told_by([&] { return decrypt(key.first, nothing, 1); }), "|Encoded buffer NULL");
   }
 }
 
