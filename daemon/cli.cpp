@@ -13,12 +13,24 @@ constexpr const char* kExamples = R"(Examples:
   vsd check --root ./work              every error of every service, with file and line
   vsd run --root ./work                serve them on the address of vsd.conf
   vsd run --root ./work --listen 9000  ... on another port (0: a free one, told at start)
+  vsd faker 'person.name;locale=de'    a German name; without a class: every class there is
 
 Exit status: 0 done, 1 failed, 2 wrong usage.)";
 
 std::string default_root() {
   const char* root = std::getenv("VSD_ROOT");
   return root != nullptr && *root != '\0' ? root : ".";
+}
+
+// The one command without a work directory.
+void add_faker(CLI::App& app, CommandLine& line) {
+  CLI::App* faker = app.add_subcommand("faker", "List the classes of fake data, or print values");
+  FakerOptions& options = line.faker;
+  faker->add_option("class", options.class_text, "Class and arguments, as in Class= of a service");
+  faker->add_option("--count", options.count, "How many values to print")
+      ->check(CLI::Range(1, 1000000));
+  faker->add_option("--seed", options.seed, "Number that the same values come from every time");
+  faker->callback([&line] { line.command = Command::faker; });
 }
 
 }  // namespace
@@ -53,6 +65,7 @@ std::optional<CommandLine> parse_command_line(int argc, char** argv, int& exit_s
   add_command("new", "Create a service that runs", Command::create)
       ->add_option("name", line.service_name, "Name of the service")
       ->required();
+  add_faker(app, line);
 
   try {
     app.parse(argc, argv);

@@ -1,4 +1,4 @@
-// The command line: `vsd run | check | new`.
+// The command line: `vsd run | check | new | faker`.
 #pragma once
 
 #include <filesystem>
@@ -7,7 +7,14 @@
 
 namespace vsd {
 
-enum class Command { run, check, create };
+enum class Command { run, check, create, faker };
+
+// `vsd faker [CLASS]`.
+struct FakerOptions {
+  std::string class_text;  // with its arguments; empty: all classes
+  int count = 1;
+  std::optional<unsigned long long> seed;
+};
 
 struct CommandLine {
   Command command = Command::run;
@@ -15,6 +22,7 @@ struct CommandLine {
   std::optional<std::string> listen;  // --listen, over LISTEN of vsd.conf
   std::optional<int> workers;         // --workers, over WORKERS
   std::string service_name;           // of `new`
+  FakerOptions faker;
 };
 
 // Exit statuses of vsd.

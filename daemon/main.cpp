@@ -3,6 +3,7 @@
 
 #include "daemon/cli.h"
 #include "daemon/commands.h"
+#include "daemon/faker_command.h"
 
 namespace {
 
@@ -14,6 +15,8 @@ int execute(const vsd::CommandLine& line) {
       return vsd::check_command(line);
     case vsd::Command::create:
       return vsd::new_command(line);
+    case vsd::Command::faker:
+      return vsd::faker_command(line);
   }
   return vsd::kExitUsage;
 }

@@ -2,6 +2,7 @@
 #include <wz/wzlb_alloc.h>
 #include <wz/wzlb_random_string.h>
 
+#include <algorithm>
 #include <array>
 #include <cstdlib>
 #include <cstring>
@@ -30,10 +31,14 @@ class CharacterList {
   }
 
   void add_range(char start, char end) {
-    const int last = static_cast<unsigned char>(end);
-    for (int code = static_cast<unsigned char>(start); code <= last; ++code) {
-      add(static_cast<char>(code));
+    const int first = static_cast<unsigned char>(start);
+    const int beyond = static_cast<unsigned char>(end) + 1;
+    const int room = static_cast<int>(kMostCharacters) - static_cast<int>(size_);
+    const int count = std::clamp(beyond - first, 0, std::max(room, 0));
+    for (int i = 0; i < count; ++i) {
+      out_[size_ + static_cast<std::size_t>(i)] = static_cast<char>(first + i);
     }
+    size_ += static_cast<std::size_t>(count);
   }
 
   // `text` has a NUL behind its end, which closes a range that has no other end.
