@@ -92,13 +92,13 @@ class Register {
     }
     auto declared = std::make_unique<DeclaredClass>(
         DeclaredClass{std::string(value), &definition, Arguments(definition.rules)});
-    const std::string_view text = declared->text;
-    if (!declared->arguments.read(text.substr(arguments_at), definition.rules)) {
+    const auto arguments = std::string_view(declared->text).substr(arguments_at);
+    if (!declared->arguments.read(arguments, definition.rules)) {
       return -1;
     }
     const auto id = static_cast<int>(known_.size() + declared_.size());
     declared_.push_back(std::move(declared));
-    declared_ids_.emplace(text, id);
+    declared_ids_.emplace(declared_.back()->text, id);
     return id;
   }
 
@@ -116,6 +116,12 @@ Register& classes() {
 Random& generator() {
   thread_local Random random;
   return random;
+}
+
+// What the thread was given last.
+std::string& last_value() {
+  thread_local std::string value;
+  return value;
 }
 
 // Runs `body`; `otherwise` when it runs out of memory or finds no source of randomness.
@@ -138,7 +144,7 @@ int wzlb_faker_class_to_id(const char* value) {
 
 const char* wzlb_faker_get_by_id(int id, const char* args) {
   return wz::faker::guarded<const char*>(nullptr, [id, args]() -> const char* {
-    thread_local std::string value;
+    std::string& value = wz::faker::last_value();
     const wz::faker::ClassDefinition* definition = nullptr;
     wz::faker::Arguments storage({});
     const auto* arguments = wz::faker::classes().find(id, args, storage, definition);

@@ -4,6 +4,7 @@
 
 #include <algorithm>
 #include <array>
+#include <bit>
 #include <cstdlib>
 #include <cstring>
 #include <string_view>
@@ -129,7 +130,7 @@ void wzlb_fill_fake_data(RandomStringTableEntry* var_ptr, char** random_val, int
           ? nullptr
           : faker.get_by_id(
                 var_ptr->faker_class_id,
-                has_arguments ? reinterpret_cast<const char*>(var_ptr->faker_class_args) : nullptr);
+                has_arguments ? std::bit_cast<const char*>(var_ptr->faker_class_args) : nullptr);
   const std::size_t length = value != nullptr ? std::strlen(value) : 0;
   *random_val = static_cast<char*>(WZLB_MALLOC(length + 1, "random_val"));
   std::memcpy(*random_val, value != nullptr ? value : "", length + 1);
