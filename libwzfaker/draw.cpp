@@ -25,8 +25,8 @@ char digit(Random& random) {
 }  // namespace
 
 void expand(Draw& draw, std::string_view text) {
-  for (std::size_t i = 0; i < text.size(); ++i) {
-    switch (text[i]) {
+  for (const char c : text) {
+    switch (c) {
       case '#':
         draw.out += digit(draw.random);
         break;
@@ -36,27 +36,29 @@ void expand(Draw& draw, std::string_view text) {
       case '?':
         draw.out += draw.random.one_of(kCapitals);
         break;
-      case kReference:
-        if (++i < text.size()) {
-          append_from(draw,
-                      static_cast<Section>(static_cast<unsigned char>(text[i]) - kReferenceBase));
-        }
-        break;
       default:
-        draw.out += text[i];
+        draw.out += c;
     }
   }
 }
 
 void append_from(Draw& draw, Section section, std::size_t column) {
   const Table& table = table_of(section, draw.arguments.locale());
-  const std::string_view cell =
+  std::string_view cell =
       table.cell(static_cast<std::size_t>(draw.random.below(table.rows)), column);
-  if (table.is_template) {
-    expand(draw, cell);
-  } else {
+  if (!table.is_template) {
     draw.out += cell;
+    return;
   }
+  // The generator has seen to it that a number follows each announcement.
+  for (std::size_t at = cell.find(kReference); at != std::string_view::npos;
+       at = cell.find(kReference)) {
+    expand(draw, cell.substr(0, at));
+    const int number = static_cast<unsigned char>(cell[at + 1]) - kReferenceBase;
+    append_from(draw, static_cast<Section>(number));
+    cell.remove_prefix(at + 2);
+  }
+  expand(draw, cell);
 }
 
 void append_digits(Draw& draw, std::size_t count) {

@@ -17,10 +17,11 @@ struct Draw {
 };
 
 // Appends `text` with its placeholders filled: '#' is a digit, '%' a digit above 0, '?' a capital
-// letter, a reference (see reference.h) a value of that list.
+// letter.
 void expand(Draw& draw, std::string_view text);
 
-// Appends a random value of a list: a column of one of its rows.
+// Appends a random value of a list: a column of one of its rows. Placeholders and references (see
+// reference.h) in our own lists are filled.
 void append_from(Draw& draw, Section section, std::size_t column = 0);
 
 void append_digits(Draw& draw, std::size_t count);

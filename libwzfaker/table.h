@@ -19,7 +19,7 @@ struct Table {
   const std::uint32_t* offsets = nullptr;  // where each starts, and where the text ends
   std::uint32_t rows = 0;                  // at least 1
   std::uint32_t columns = 0;
-  bool is_template = false;  // cells hold placeholders, see expand()
+  bool is_template = false;  // cells hold placeholders, see append_from()
 
   [[nodiscard]] std::string_view cell(std::size_t row, std::size_t column) const {
     const std::size_t index = row * columns + column;
