@@ -88,6 +88,7 @@ int serve(const Config& config, const PreparedServices& prepared, const ServiceI
   std::vector<Problem> problems;
   const auto index = static_cast<std::size_t>(worker);
   ServiceRunner runner(image, load_scripts(prepared, problems), slot, states);
+  runner.set_match_detail(config.match_detail);
   print_problems(problems, "error");
   const int listen_fd = listeners[index].socket.release();
   listeners.clear();  // the other workers' sockets; they would keep connections from being served

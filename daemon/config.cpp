@@ -55,6 +55,11 @@ std::string set_text(std::string_view value, std::string& target) {
   return {};
 }
 
+std::string set_switch(std::string_view value, bool& target) {
+  target = value == "ON";
+  return target || value == "OFF" ? "" : "must be ON or OFF";
+}
+
 // Levels 1 to 4 are the masks of the library's own log.
 std::string set_debug_level(std::string_view value, Config& config) {
   constexpr std::array<int, 5> kMasks = {0, 0xFF, 0xFFFF, 0xFFFFFF, -1};
@@ -99,6 +104,7 @@ constexpr Keyword kKeywords[] = {
     {"SCRIPT_CFLAGS", [](std::string_view v, Config& c) { return set_text(v, c.script_flags); }},
     {"SCRIPT_TIMEOUT", [](std::string_view v,
                           Config& c) { return set_number(v, 0L, kMaxSeconds, c.script_timeout); }},
+    {"MATCH_DETAIL", [](std::string_view v, Config& c) { return set_switch(v, c.match_detail); }},
     {"USER", [](std::string_view v, Config& c) { return set_text(v, c.user); }},
     {"VSD_DEBUG", [](std::string_view v, Config& c) { return set_debug_level(v, c); }},
     {"VSD_MODULEMASK",

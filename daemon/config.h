@@ -42,6 +42,7 @@ struct Config {
   std::string compiler = "cc";              // CC
   std::string script_flags;                 // SCRIPT_CFLAGS, split at blanks
   std::chrono::seconds script_timeout{10};  // SCRIPT_TIMEOUT: then the worker is replaced; 0: never
+  bool match_detail = true;                 // MATCH_DETAIL: a 404 names the nearest services
   std::string user;                         // USER: dropped to once the listeners are open
   int debug_level = 0;                      // VSD_DEBUG: level mask of the host's log
   unsigned long long module_mask = ~0ULL;   // VSD_MODULEMASK

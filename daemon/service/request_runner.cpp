@@ -6,7 +6,6 @@
 #include <utility>
 
 #include "daemon/service/response_head.h"
-#include "daemon/service/service_matcher.h"
 
 namespace vsd {
 namespace {
@@ -53,26 +52,41 @@ class CurrentRequest {
 
 ServiceRunner::ServiceRunner(const ServiceImage& image, std::vector<Script> scripts,
                              WorkerSlot& slot, const ServiceStates& states)
-    : image_(image), scripts_(std::move(scripts)), slot_(slot), states_(states), state_(image) {
+    : image_(image),
+      scripts_(std::move(scripts)),
+      slot_(slot),
+      states_(states),
+      matcher_(image),
+      state_(image) {
   scripts_.resize(image.size());
 }
 
 void ServiceRunner::handle(const http::Request& request, http::Response& response) {
-  const ServiceMatch match = match_service(image_, request.method, request.target);
+  const ServiceMatch match = matcher_.match(request);
   switch (match.outcome) {
     case ServiceMatch::Outcome::found:
       serve(*match.service, request, response);
       break;
-    case ServiceMatch::Outcome::no_path:
-      answer_with_text(404, "No service answers at this path.\n", response);
+    case ServiceMatch::Outcome::nothing:
+      answer_no_match(request, response);
       break;
     case ServiceMatch::Outcome::no_method:
-      response.headers.append("Allow: ")
-          .append(allowed_methods(image_, request.target))
-          .append("\r\n");
+      response.headers.append("Allow: ").append(matcher_.allowed_methods()).append("\r\n");
       answer_with_text(405, "No service answers this method at this path.\n", response);
       break;
   }
+  matcher_.end();
+}
+
+void ServiceRunner::answer_no_match(const http::Request& request, http::Response& response) {
+  if (!match_detail_) {
+    answer_with_text(404, "No service fits this request.\n", response);
+    return;
+  }
+  response.headers.append("X-Content-Type-Options: nosniff\r\n");  // it quotes the request
+  answer_with_text(404,
+                   no_match_text(request.method, path_of(request.target), matcher_.near_misses()),
+                   response);
 }
 
 void ServiceRunner::serve(const ServiceView& service, const http::Request& request,
@@ -118,17 +132,20 @@ void ServiceRunner::serve(const ServiceView& service, const http::Request& reque
 // fits.
 const ResponseRow* ServiceRunner::choose_response(const ServiceView& service) {
   for (const ResponseRow& row : service.responses()) {
-    if (!row.is_conditional) {
-      return &row;
-    }
-    condition_.clear();
-    evaluator_.append(service.text(row.when), service.when_pieces(row), state_.record(),
-                      condition_);
-    if (condition_ == service.text(row.equals)) {
+    if (expansion_fits(service, row) && matcher_.holds(service, row)) {
       return &row;
     }
   }
   return nullptr;
+}
+
+bool ServiceRunner::expansion_fits(const ServiceView& service, const ResponseRow& row) {
+  if (!row.has_when) {
+    return true;
+  }
+  condition_.clear();
+  evaluator_.append(service.text(row.when), service.when_pieces(row), state_.record(), condition_);
+  return condition_ == service.text(row.equals);
 }
 
 void ServiceRunner::log_refused() {

@@ -9,6 +9,7 @@
 #include "daemon/http/message.h"
 #include "daemon/process/worker_status.h"
 #include "daemon/service/connection_state.h"
+#include "daemon/service/match/service_matcher.h"
 #include "daemon/service/response_template.h"
 #include "daemon/service/script.h"
 #include "daemon/service/service_image.h"
@@ -24,17 +25,24 @@ class ServiceRunner final : public http::RequestHandler {
   ServiceRunner(const ServiceImage& image, std::vector<Script> scripts, WorkerSlot& slot,
                 const ServiceStates& states);
 
+  // Whether the answer to a request that no service fits says which came nearest.
+  void set_match_detail(bool on) { match_detail_ = on; }
+
   void handle(const http::Request& request, http::Response& response) override;
 
  private:
   void serve(const ServiceView& service, const http::Request& request, http::Response& response);
+  void answer_no_match(const http::Request& request, http::Response& response);
   const ResponseRow* choose_response(const ServiceView& service);
+  bool expansion_fits(const ServiceView& service, const ResponseRow& row);
   void log_refused();
 
   const ServiceImage& image_;
   std::vector<Script> scripts_;
   WorkerSlot& slot_;
   const ServiceStates& states_;
+  bool match_detail_ = true;
+  ServiceMatcher matcher_;
   ConnectionState state_;
   TemplateEvaluator evaluator_;
   ServiceTimeSource service_times_;

@@ -9,8 +9,9 @@ void SearchRunner::Free::operator()(regex_t* regex) const noexcept {
   delete regex;
 }
 
-SearchRunner::SearchRunner(const ServiceView& service) : service_(service) {
-  for (const SearchRow& search : service.searches()) {
+SearchRunner::SearchRunner(const ServiceView& service, std::span<const SearchRow> searches)
+    : service_(service), searches_(searches) {
+  for (const SearchRow& search : searches) {
     Boundaries& boundaries = regexes_.emplace_back();
     if (search.left_is_regex) {
       boundaries.left = compile(search.left, search.ignore_case);
@@ -33,7 +34,7 @@ SearchRunner::Regex SearchRunner::compile(TextRef pattern, bool ignore_case) con
 }
 
 void SearchRunner::run(const SearchRow& search, std::string_view text, UserVarEntry& entry) {
-  const auto position = static_cast<std::size_t>(&search - service_.searches().data());
+  const auto position = static_cast<std::size_t>(&search - searches_.data());
   const Boundaries& regexes = regexes_[position];
   const int search_flag = (regexes.left != nullptr ? WZ_SEARCH_LB_IS_REGEX : 0) |
                           (regexes.right != nullptr ? WZ_SEARCH_RB_IS_REGEX : 0);

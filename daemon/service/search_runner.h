@@ -5,6 +5,7 @@
 #include <wz/wzlb_user_var.h>
 
 #include <memory>
+#include <span>
 #include <string_view>
 #include <vector>
 
@@ -16,7 +17,9 @@ namespace vsd {
 // and therefore belong to one process.
 class SearchRunner {
  public:
-  explicit SearchRunner(const ServiceView& service);
+  explicit SearchRunner(const ServiceView& service) : SearchRunner(service, service.searches()) {}
+  // Other searches of the service than its variables'.
+  SearchRunner(const ServiceView& service, std::span<const SearchRow> searches);
 
   // Searches `text`, NULs included, and replaces what `entry` holds by what was found.
   void run(const SearchRow& search, std::string_view text, UserVarEntry& entry);
@@ -33,7 +36,8 @@ class SearchRunner {
   Regex compile(TextRef pattern, bool ignore_case) const;
 
   ServiceView service_;
-  std::vector<Boundaries> regexes_;  // by position in service_.searches()
+  std::span<const SearchRow> searches_;
+  std::vector<Boundaries> regexes_;  // by position in searches_
 };
 
 }  // namespace vsd

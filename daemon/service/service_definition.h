@@ -87,6 +87,35 @@ struct VariableDefinition {
   bool is_array = false;
 };
 
+// What a condition looks at.
+enum class ConditionSubject : std::uint8_t {
+  query,         // a parameter of the URL's query, decoded; any of its occurrences
+  header,        // a request header; any of its occurrences
+  cookie,        // a cookie of the request
+  part,          // a part of the request as a whole
+  between,       // what lies between two boundaries of a part
+  xpath,         // what an XPath expression finds in an XML body
+  json_pointer,  // what a JSON pointer finds in a JSON body
+};
+
+// What a condition asks of it.
+enum class ConditionTest : std::uint8_t { present, equals, contains, regex };
+
+// wz_match, or the condition on a wz_response line.
+struct ConditionDefinition {
+  int line = 0;
+  std::string response;  // the response that it chooses; empty: the service itself
+  ConditionSubject subject = ConditionSubject::part;
+  std::string name;  // of parameter, header or cookie; the XPath expression or JSON pointer
+  RequestPart part = RequestPart::body;
+  SearchSource between;                 // for ConditionSubject::between
+  std::vector<std::string> namespaces;  // for ConditionSubject::xpath: "prefix=URI"
+  ConditionTest test = ConditionTest::present;
+  std::string value;  // what the test compares with
+  bool ignore_case = false;
+  bool negated = false;
+};
+
 struct ResponseDefinition {
   std::string name;
   int line = 0;
@@ -95,11 +124,14 @@ struct ResponseDefinition {
   int status = 200;
   std::string content_type;
   std::vector<std::string> headers;  // further header lines, without CR LF
-  bool is_conditional = false;       // chosen when the expansion of `when` equals `equals`
+  bool has_when = false;             // asks that the expansion of `when` equals `equals`
   std::string when;
   std::string equals;
   http::Fault fault = http::Fault::none;
-  std::uint32_t bytes_per_second = 0;  // of Fault::slow
+  std::uint32_t bytes_per_second = 0;           // of Fault::slow
+  std::vector<ConditionDefinition> conditions;  // which the request must fulfil too
+
+  [[nodiscard]] bool is_conditional() const { return has_when || !conditions.empty(); }
 };
 
 struct ServiceDefinition {
@@ -109,7 +141,10 @@ struct ServiceDefinition {
   std::string name;
   int line = 0;                      // of wz_service
   std::vector<std::string> methods;  // upper case, in the order written
-  std::string url;                   // path without query, starts with '/'
+  std::string url;                   // path without query, starts with '/'; or an expression
+  bool url_is_regex = false;         // that the whole path must match
+  int priority = 0;                  // higher is tried first
+  std::vector<ConditionDefinition> conditions;  // which a request must fulfil
   ServiceTime service_time;
   std::vector<VariableDefinition> variables;
   std::vector<ResponseDefinition> responses;

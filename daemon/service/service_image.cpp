@@ -19,32 +19,6 @@ const ImageHeader& header_of(const std::byte* base) {
   return *reinterpret_cast<const ImageHeader*>(base);
 }
 
-// Services grouped by URL: which comes first, and which follows which.
-struct PathIndex {
-  std::vector<std::string_view> urls;
-  std::vector<std::uint32_t> first;  // by position in `urls`
-  std::vector<std::uint32_t> next;   // by service: 1 + number of the next one; 0: none
-};
-
-PathIndex index_paths(std::span<const ServiceDefinition> services) {
-  PathIndex index;
-  index.next.resize(services.size());
-  std::vector<std::uint32_t> last;
-  for (std::uint32_t i = 0; i < services.size(); ++i) {
-    const auto found = std::find(index.urls.begin(), index.urls.end(), services[i].url);
-    const auto position = static_cast<std::size_t>(found - index.urls.begin());
-    if (found == index.urls.end()) {
-      index.urls.emplace_back(services[i].url);
-      index.first.push_back(i);
-      last.push_back(i);
-    } else {
-      index.next[last[position]] = i + 1;
-      last[position] = i;
-    }
-  }
-  return index;
-}
-
 }  // namespace
 
 bool ServiceView::answers(std::string_view method) const {
@@ -69,17 +43,18 @@ ServiceImage ServiceImage::build(std::span<const ServiceDefinition> services) {
   ImageArena arena;
   ImageHeader header;
   arena.append(&header, sizeof header);
-  const PathIndex paths = index_paths(services);
   std::vector<std::uint64_t> records;
-  for (std::size_t i = 0; i < services.size(); ++i) {
-    records.push_back(append_service(arena, services[i], paths.next[i]));
+  ExpressionNumbers numbers;
+  for (const ServiceDefinition& service : services) {
+    records.push_back(append_service(arena, service, numbers));
   }
-  const NameTable table = build_name_table(paths.urls);
+  const std::vector<std::uint32_t> by_rank = rank_services(services);
   header.service_count = services.size();
   header.services = arena.append(records);
-  header.paths = arena.append(table.bytes);
-  header.path_slots = table.slots;
-  header.first_on_path = arena.append(paths.first);
+  header.by_rank = arena.append(by_rank);
+  header.match = append_match_index(arena, services, by_rank);
+  header.regex_count = numbers.regexes;
+  header.xpath_count = numbers.xpaths;
   arena.put(0, header);
 
   void* region =
@@ -128,19 +103,20 @@ std::size_t ServiceImage::index_of(const ServiceView& view) const {
   return static_cast<std::size_t>(std::lower_bound(records, records + size(), distance) - records);
 }
 
-std::optional<ServiceView> ServiceImage::first_on_path(std::string_view path) const {
-  const ImageHeader& header = header_of(base_);
-  const int code =
-      find_name(reinterpret_cast<const char*>(base_ + header.paths), path, header.path_slots);
-  if (code < 0) {
-    return std::nullopt;
-  }
-  return service(reinterpret_cast<const std::uint32_t*>(base_ + header.first_on_path)[code]);
+MatchIndex ServiceImage::match_index() const {
+  return MatchIndex(base_, header_of(base_).match);
 }
 
-std::optional<ServiceView> ServiceImage::next_on_path(const ServiceView& view) const {
-  const std::uint32_t next = view.record().next_on_path;
-  return next == 0 ? std::nullopt : std::optional(service(next - 1));
+ServiceView ServiceImage::service_by_rank(std::uint32_t rank) const {
+  return service(reinterpret_cast<const std::uint32_t*>(base_ + header_of(base_).by_rank)[rank]);
+}
+
+std::size_t ServiceImage::regex_count() const {
+  return header_of(base_).regex_count;
+}
+
+std::size_t ServiceImage::xpath_count() const {
+  return header_of(base_).xpath_count;
 }
 
 }  // namespace vsd

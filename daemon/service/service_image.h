@@ -4,10 +4,10 @@
 
 #include <cstddef>
 #include <cstdint>
-#include <optional>
 #include <span>
 #include <string_view>
 
+#include "daemon/service/match/match_index.h"
 #include "daemon/service/service_records.h"
 
 namespace vsd {
@@ -29,6 +29,9 @@ class ServiceView {
   [[nodiscard]] const char* script_path() const { return c_text(record_->script); }
   [[nodiscard]] bool has_script() const { return record_->script.length > 0; }
   [[nodiscard]] std::span<const TextRef> methods() const { return record_->methods.in(record_); }
+  [[nodiscard]] std::span<const ConditionRow> conditions() const {
+    return record_->conditions.in(record_);
+  }
   [[nodiscard]] bool answers(std::string_view method) const;
 
   [[nodiscard]] std::string_view text(TextRef ref) const { return {c_text(ref), ref.length}; }
@@ -60,6 +63,12 @@ class ServiceView {
   }
   [[nodiscard]] std::span<const ResponseRow> responses() const {
     return record_->responses.in(record_);
+  }
+  [[nodiscard]] std::span<const ConditionRow> conditions(const ResponseRow& response) const {
+    return response.conditions.in(record_);
+  }
+  [[nodiscard]] std::span<const NamespaceRow> namespaces(const ConditionRow& condition) const {
+    return condition.namespaces.in(record_);
   }
   [[nodiscard]] std::span<const TemplatePiece> body_pieces(const ResponseRow& response) const {
     return response.body_pieces.in(record_);
@@ -94,9 +103,14 @@ class ServiceImage {
   // The position of `view` in this image.
   [[nodiscard]] std::size_t index_of(const ServiceView& view) const;
 
-  // The services with this URL, one after the other; nothing when there is none (any more).
-  [[nodiscard]] std::optional<ServiceView> first_on_path(std::string_view path) const;
-  [[nodiscard]] std::optional<ServiceView> next_on_path(const ServiceView& view) const;
+  // By which the matcher finds services.
+  [[nodiscard]] MatchIndex match_index() const;
+  // The service that is tried at this place: 0 before all others.
+  [[nodiscard]] ServiceView service_by_rank(std::uint32_t rank) const;
+
+  // How many regular expressions and XPath expressions the services hold together.
+  [[nodiscard]] std::size_t regex_count() const;
+  [[nodiscard]] std::size_t xpath_count() const;
 
   // The whole region, for whoever wants to look at its bytes.
   [[nodiscard]] std::span<const std::byte> bytes() const { return {base_, length_}; }

@@ -47,11 +47,13 @@ class StringPool {
 
 class ServiceBuilder {
  public:
-  ServiceBuilder(ImageArena& arena, const ServiceDefinition& service)
-      : arena_(arena), service_(service), start_(arena.append(&record_, sizeof record_)) {}
+  ServiceBuilder(ImageArena& arena, const ServiceDefinition& service, ExpressionNumbers& numbers)
+      : arena_(arena),
+        service_(service),
+        numbers_(numbers),
+        start_(arena.append(&record_, sizeof record_)) {}
 
-  std::size_t build(std::uint32_t next_on_path) {
-    record_.next_on_path = next_on_path;
+  std::size_t build() {
     block_start_ = arena_.append(&block_, sizeof block_);
     record_.cr_scptr_idx = from_record(block_start_);
     add_head();
@@ -91,6 +93,34 @@ class ServiceBuilder {
     }
     record_.methods = place(methods);
     record_.service_time = service_.service_time;
+    record_.url_regex = service_.url_is_regex ? numbers_.regexes++ : kNotCompiled;
+    record_.conditions = add_conditions(service_.conditions);
+  }
+
+  Rows<ConditionRow> add_conditions(const std::vector<ConditionDefinition>& conditions) {
+    std::vector<ConditionRow> rows;
+    for (const ConditionDefinition& condition : conditions) {
+      ConditionRow& row = rows.emplace_back();
+      row.subject = condition.subject;
+      row.test = condition.test;
+      row.part = condition.part;
+      row.ignore_case = condition.ignore_case;
+      row.negated = condition.negated;
+      row.name = pool_.add(condition.name);
+      row.value = pool_.add(condition.value);
+      row.between = search_row(condition.between, "");
+      row.regex = condition.test == ConditionTest::regex ? numbers_.regexes++ : kNotCompiled;
+      row.xpath = condition.subject == ConditionSubject::xpath ? numbers_.xpaths++ : kNotCompiled;
+      std::vector<NamespaceRow> namespaces;
+      for (const std::string& text : condition.namespaces) {
+        const std::string_view declared = text;
+        const std::size_t sign = declared.find('=');
+        namespaces.push_back(
+            {pool_.add(declared.substr(0, sign)), pool_.add(declared.substr(sign + 1))});
+      }
+      row.namespaces = place(namespaces);
+    }
+    return place(rows);
   }
 
   // A variable's hash code is its position: the declared ones first, then the system's. Those need
@@ -126,16 +156,12 @@ class ServiceBuilder {
     prototypes_.push_back({is_array, scratch.elements});
   }
 
-  void add_source(const SearchSource& search) {
-    prototypes_.push_back({search.ordinal == WZ_ORD_ALL, 0});
-    set_table_index(searches_.size());
+  SearchRow search_row(const SearchSource& search, std::string_view name) {
     SearchRow row;
-    row.name = pool_.add(service_.variables[static_cast<std::size_t>(current_)].name);
+    row.name = pool_.add(name);
     row.left = pool_.add(search.left);
     row.right = pool_.add(search.right);
     row.methods = pool_.add(search.methods);
-    row.hash_code = current_;
-    row.in_hash_code = search.in_variable.empty() ? kNoVariable : codes_.at(search.in_variable);
     row.part = search.part;
     row.convert = static_cast<char>(search.convert);
     row.ignore_case = search.ignore_case;
@@ -144,6 +170,15 @@ class ServiceBuilder {
     row.ordinal = search.ordinal;
     row.save_offset = search.save_offset;
     row.save_length = search.save_length;
+    return row;
+  }
+
+  void add_source(const SearchSource& search) {
+    prototypes_.push_back({search.ordinal == WZ_ORD_ALL, 0});
+    set_table_index(searches_.size());
+    SearchRow row = search_row(search, service_.variables[static_cast<std::size_t>(current_)].name);
+    row.hash_code = current_;
+    row.in_hash_code = search.in_variable.empty() ? kNoVariable : codes_.at(search.in_variable);
     searches_.push_back(row);
     if (row.in_hash_code != kNoVariable) {
       SearchInParamTable definition{};
@@ -266,22 +301,24 @@ class ServiceBuilder {
       row.headers = pool_.add(headers);
       row.body = pool_.add(response.text);
       row.body_pieces = compile(response.text);
-      row.is_conditional = response.is_conditional;
+      row.has_when = response.has_when;
       row.when = pool_.add(response.when);
       row.when_pieces = compile(response.when);
       row.equals = pool_.add(response.equals);
+      row.conditions = add_conditions(response.conditions);
       row.status = response.status;
       row.fault = response.fault;
       row.bytes_per_second = response.bytes_per_second;
     }
     // Conditions are tried before the fallback, wherever that was declared.
     std::stable_partition(rows.begin(), rows.end(),
-                          [](const ResponseRow& row) { return row.is_conditional; });
+                          [](const ResponseRow& row) { return row.is_conditional(); });
     record_.responses = place(rows);
   }
 
   ImageArena& arena_;
   const ServiceDefinition& service_;
+  ExpressionNumbers& numbers_;
   ServiceRecord record_{};
   cr_scontents block_{};
   std::size_t start_;
@@ -303,8 +340,8 @@ class ServiceBuilder {
 }  // namespace
 
 std::size_t append_service(ImageArena& arena, const ServiceDefinition& service,
-                           std::uint32_t next_on_path) {
-  return ServiceBuilder(arena, service).build(next_on_path);
+                           ExpressionNumbers& numbers) {
+  return ServiceBuilder(arena, service, numbers).build();
 }
 
 }  // namespace vsd

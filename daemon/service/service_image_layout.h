@@ -4,9 +4,11 @@
 #include <algorithm>
 #include <cstddef>
 #include <cstdint>
+#include <span>
 #include <type_traits>
 #include <vector>
 
+#include "daemon/service/match/match_index.h"
 #include "daemon/service/service_records.h"
 
 namespace vsd {
@@ -15,9 +17,16 @@ namespace vsd {
 struct ImageHeader {
   std::uint64_t service_count = 0;
   std::uint64_t services = 0;  // array of std::uint64_t: the distance of each service record
-  std::uint64_t paths = 0;     // name table of all URLs
-  std::int64_t path_slots = 0;
-  std::uint64_t first_on_path = 0;  // array of std::uint32_t: service number by the URL's code
+  std::uint64_t by_rank = 0;   // array of std::uint32_t: service numbers in the order to try
+  MatchIndexHeader match;
+  std::uint32_t regex_count = 0;
+  std::uint32_t xpath_count = 0;
+};
+
+// Numbers given to expressions as services are laid out.
+struct ExpressionNumbers {
+  std::uint32_t regexes = 0;
+  std::uint32_t xpaths = 0;
 };
 
 // Raw bytes that grow at the end; records go to multiples of 8.
@@ -55,6 +64,13 @@ class ImageArena {
 
 // Appends one service and returns where its record starts.
 std::size_t append_service(ImageArena& arena, const ServiceDefinition& service,
-                           std::uint32_t next_on_path);
+                           ExpressionNumbers& numbers);
+
+// Numbers of `services` in the order in which they are to be tried: by priority, specificity, name.
+[[nodiscard]] std::vector<std::uint32_t> rank_services(std::span<const ServiceDefinition> services);
+
+// Appends the index of all services, given their order.
+MatchIndexHeader append_match_index(ImageArena& arena, std::span<const ServiceDefinition> services,
+                                    std::span<const std::uint32_t> by_rank);
 
 }  // namespace vsd

@@ -4,8 +4,11 @@
 #include <fstream>
 #include <iterator>
 #include <map>
+#include <set>
+#include <tuple>
 
 #include "daemon/service/date_declaration.h"
+#include "daemon/service/match/condition_declaration.h"
 
 namespace vsd {
 namespace {
@@ -56,13 +59,14 @@ bool load_service(const fs::path& folder, ServiceDefinition& service,
   return read_service(text, service, problems);
 }
 
-// Which service answers a method and URL.
+// Which service answers a method and URL with the same priority and under the same conditions.
 class Addresses {
  public:
   // Takes the addresses of `service`, or reports the first one that another service has.
   bool claim(const ServiceDefinition& service, std::vector<Problem>& problems) {
+    const Key key{service.url, service.url_is_regex, service.priority, conditions_of(service)};
     for (const std::string& method : service.methods) {
-      const auto found = owners_.find({service.url, method});
+      const auto found = owners_.find({method, key});
       if (found != owners_.end()) {
         problems.push_back({service.file, service.line,
                             "service '" + service.name + "' answers " + method + " " + service.url +
@@ -72,17 +76,27 @@ class Addresses {
       }
     }
     for (const std::string& method : service.methods) {
-      owners_.insert({{service.url, method}, {service.name, service.file}});
+      owners_.insert({{method, key}, {service.name, service.file}});
     }
     return true;
   }
 
  private:
+  using Key = std::tuple<std::string, bool, int, std::set<std::string>>;
   struct Owner {
     std::string name;
     fs::path file;
   };
-  std::map<std::pair<std::string, std::string>, Owner> owners_;
+
+  static std::set<std::string> conditions_of(const ServiceDefinition& service) {
+    std::set<std::string> texts;
+    for (const ConditionDefinition& condition : service.conditions) {
+      texts.insert(to_string(condition));
+    }
+    return texts;
+  }
+
+  std::map<std::pair<std::string, Key>, Owner> owners_;
 };
 
 }  // namespace

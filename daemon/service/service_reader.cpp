@@ -10,6 +10,8 @@
 #include "daemon/service/behaviour_declarations.h"
 #include "daemon/service/declaration_fields.h"
 #include "daemon/service/declaration_splitter.h"
+#include "daemon/service/match/condition_declaration.h"
+#include "daemon/service/match/url_pattern.h"
 #include "daemon/service/service_loader.h"
 #include "daemon/service/variable_declarations.h"
 
@@ -20,14 +22,8 @@ namespace fs = std::filesystem;
 
 // The variable table is indexed by 16 bits, and the system variables need a few entries.
 constexpr std::size_t kMaxVariables = 65000;
+constexpr int kMaxPriority = 1000000;
 constexpr std::size_t kMaxMethodLength = sizeof(HttpMethodInfo::http_method);
-
-// A request target may hold any visible character; '?' would start the query and '#' never arrives.
-bool is_path(std::string_view url) {
-  return url.starts_with('/') && std::all_of(url.begin(), url.end(), [](char c) {
-           return c > ' ' && c != 0x7F && c != '?' && c != '#';
-         });
-}
 
 bool is_method(std::string_view method) {
   return !method.empty() && method.size() <= kMaxMethodLength &&
@@ -104,19 +100,22 @@ class ServiceReader {
     const std::string_view api = parsed_->api_name;
     const VariableReader read_variable = find_variable_reader(api);
     const bool is_service_time = api == "wz_svc_time";
-    if (api != "wz_service" && api != "wz_response" && !is_service_time &&
+    const bool is_match = api == "wz_match";
+    if (api != "wz_service" && api != "wz_response" && !is_service_time && !is_match &&
         read_variable == nullptr) {
       report_("unknown declaration '" + std::string(api) + "'");
       return;
     }
     current_ = std::string(api);
-    DeclarationFields fields(*parsed_, report_, !is_service_time);
+    DeclarationFields fields(*parsed_, report_, !is_service_time && !is_match);
     if (is_service_time) {
       set_service_time(fields);
     } else if (read_variable != nullptr) {
       add_variable(fields, text, read_variable);
     } else if (api == "wz_service") {
       set_service(fields);
+    } else if (is_match) {
+      add_condition(fields);
     } else {
       add_response(fields);
     }
@@ -141,11 +140,38 @@ class ServiceReader {
       }
       service_.methods.push_back(method);
     }
-    service_.url = fields.required_text("url");
-    if (!service_.url.empty() && !is_path(service_.url)) {
-      report_("url=" + service_.url + " is wrong: it must be a path that starts with '/' and has " +
-              "no query");
+    service_.priority = fields.number("priority", -kMaxPriority, kMaxPriority, 0);
+    set_url(fields);
+  }
+
+  void set_url(DeclarationFields& fields) {
+    service_.url_is_regex = fields.has("url_regex");
+    if (service_.url_is_regex && fields.has("url")) {
+      report_("url= and url_regex= exclude each other");
     }
+    service_.url = fields.required_text(service_.url_is_regex ? "url_regex" : "url");
+    fields.allow("url");
+    if (service_.url.empty()) {
+      return;
+    }
+    const std::string fault =
+        service_.url_is_regex ? regex_fault(service_.url) : url_fault(service_.url);
+    if (!fault.empty()) {
+      report_((service_.url_is_regex ? "url_regex=" : "url=") + service_.url +
+              " is wrong: " + fault);
+    }
+  }
+
+  void add_condition(DeclarationFields& fields) {
+    auto condition = read_condition(fields, "header", report_);
+    if (!condition) {
+      report_("there is nothing to match; one of " + std::string(kConditionSubjects) +
+              " is needed");
+      return;
+    }
+    condition->line = line_;
+    condition->response = fields.text("response").value_or("");
+    conditions_.push_back(*std::move(condition));
   }
 
   void set_service_time(DeclarationFields& fields) {
@@ -192,14 +218,7 @@ class ServiceReader {
         report_("header=" + header + " is wrong: it must be a name, a colon and a value");
       }
     }
-    const auto when = fields.text("when");
-    const auto equals = fields.text("equals");
-    if (when.has_value() != equals.has_value()) {
-      report_("when= and equals= belong together");
-    }
-    response.is_conditional = when.has_value();
-    response.when = when.value_or("");
-    response.equals = equals.value_or("");
+    add_choice(fields, response);
     for (const ResponseDefinition& other : service_.responses) {
       if (other.name == response.name && !response.name.empty()) {
         report_("response '" + response.name + "' is declared already on line " +
@@ -207,6 +226,29 @@ class ServiceReader {
       }
     }
     service_.responses.push_back(std::move(response));
+  }
+
+  // What a response is chosen by, as far as its own line says it.
+  void add_choice(DeclarationFields& fields, ResponseDefinition& response) {
+    auto condition = read_condition(fields, "request_header", report_);
+    const auto when = fields.text("when");
+    if (condition && when) {
+      report_(
+          "when= and a condition on the request need lines of their own; "
+          "wz_match(response=NAME, ...) adds conditions to a response");
+    }
+    if (condition) {
+      condition->line = line_;
+      response.conditions.push_back(*std::move(condition));
+      return;
+    }
+    const auto equals = fields.text("equals");
+    if (when.has_value() != equals.has_value()) {
+      report_("when= and equals= belong together");
+    }
+    response.has_when = when.has_value();
+    response.when = when.value_or("");
+    response.equals = equals.value_or("");
   }
 
   const VariableDefinition* find_variable(std::string_view name) const {
@@ -226,7 +268,25 @@ class ServiceReader {
       line_ = variable.line;
       check_references(variable);
     }
+    place_conditions();
     check_responses();
+  }
+
+  // Conditions may stand before the response that they belong to.
+  void place_conditions() {
+    for (ConditionDefinition& condition : conditions_) {
+      const auto response =
+          std::find_if(service_.responses.begin(), service_.responses.end(),
+                       [&](const ResponseDefinition& r) { return r.name == condition.response; });
+      line_ = condition.line;
+      if (condition.response.empty()) {
+        service_.conditions.push_back(std::move(condition));
+      } else if (response != service_.responses.end()) {
+        response->conditions.push_back(std::move(condition));
+      } else if (!response_is_unread_) {
+        report_("wz_match: there is no response '" + condition.response + "'");
+      }
+    }
   }
 
   void check_references(const VariableDefinition& variable) {
@@ -256,12 +316,12 @@ class ServiceReader {
     const ResponseDefinition* fallback = nullptr;
     for (const ResponseDefinition& response : service_.responses) {
       line_ = response.line;
-      if (response.is_conditional) {
+      if (response.is_conditional()) {
         continue;
       }
       if (fallback != nullptr) {
         report_("wz_response: '" + response.name + "' would never be chosen, because '" +
-                fallback->name + "' has no when= either");
+                fallback->name + "' has no condition either");
       } else {
         fallback = &response;
       }
@@ -269,7 +329,7 @@ class ServiceReader {
     line_ = 0;
     if (fallback == nullptr && !response_is_unread_) {
       report_(service_.responses.empty() ? "there is no wz_response declaration"
-                                         : "every wz_response has a when=; one must have none");
+                                         : "every wz_response has a condition; one must have none");
     }
   }
 
@@ -279,6 +339,7 @@ class ServiceReader {
   bool service_time_is_set_ = false;
   bool service_is_unread_ = false;
   bool response_is_unread_ = false;
+  std::vector<ConditionDefinition> conditions_;
   std::string current_;  // name of the declaration being read
   DeclarationFields::Report report_ = [this](std::string text) {
     std::replace(text.begin(), text.end(), '\n', ' ');

@@ -87,19 +87,45 @@ struct IndexRow {
   Rows<TextRef> keys;  // sorted
 };
 
+// Marks what needs no compiled form.
+inline constexpr std::uint32_t kNotCompiled = 0xFFFFFFFF;
+
+// A prefix of an XPath expression and what it stands for.
+struct NamespaceRow {
+  TextRef prefix;
+  TextRef uri;
+};
+
+struct ConditionRow {
+  ConditionSubject subject = ConditionSubject::part;
+  ConditionTest test = ConditionTest::present;
+  RequestPart part = RequestPart::body;
+  bool ignore_case = false;
+  bool negated = false;
+  TextRef name;   // of parameter, header or cookie; the XPath expression or JSON pointer
+  TextRef value;  // what the test compares with
+  Rows<NamespaceRow> namespaces;
+  SearchRow between;                   // for ConditionSubject::between
+  std::uint32_t regex = kNotCompiled;  // number of its expression among those of the image, by
+  std::uint32_t xpath = kNotCompiled;  // which a worker finds the compiled form
+};
+
 struct ResponseRow {
   TextRef name;
   TextRef content_type_line;  // "Content-Type: ...", CR LF
   TextRef headers;            // further header lines, each with CR LF
   TextRef body;
   Rows<TemplatePiece> body_pieces;
-  bool is_conditional = false;  // chosen when the expansion of `when` equals `equals`
+  bool has_when = false;  // asks that the expansion of `when` equals `equals`
   TextRef when;
   Rows<TemplatePiece> when_pieces;
   TextRef equals;
+  Rows<ConditionRow> conditions;  // which the request must fulfil too
   int status = 200;
   http::Fault fault = http::Fault::none;
   std::uint32_t bytes_per_second = 0;
+
+  [[nodiscard]] bool is_conditional() const { return has_when || conditions.count > 0; }
 };
 
 // A service as the library sees it, and behind that what only the daemon reads.
@@ -108,9 +134,10 @@ struct ServiceRecord : scontents {
   TextRef file;    // service.wz
   TextRef script;  // path of script.c; empty without one
   TextRef url;
-  std::uint32_t next_on_path = 0;  // 1 + number of the next service with the same URL; 0: none
+  std::uint32_t url_regex = kNotCompiled;  // number of the expression when the URL is one
   Rows<TextRef> methods;
   ServiceTime service_time;
+  Rows<ConditionRow> conditions;
   std::uint64_t table_size = 0;  // entries of a connection's variable table
   Rows<VariablePrototype> variables;
   Rows<SearchRow> searches;  // in the order declared; fills go through all of them

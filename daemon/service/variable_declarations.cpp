@@ -61,17 +61,6 @@ void read_search_text(DeclarationFields& fields, SearchSource& search) {
   }
 }
 
-int read_ordinal(DeclarationFields& fields) {
-  const auto words = fields.texts("ORD");
-  if (!words.empty() && equal_ignoring_case(words.front(), "ALL")) {
-    return WZ_ORD_ALL;
-  }
-  if (!words.empty() && equal_ignoring_case(words.front(), "ANY")) {
-    return WZ_ORD_ANY;
-  }
-  return fields.number("ORD", 1, kMaxInt, 1);
-}
-
 void check_regex(const char* keyword, const std::string& pattern, const Report& report) {
   regex_t compiled{};
   const int error = regcomp(&compiled, pattern.c_str(), REG_EXTENDED);
@@ -122,8 +111,7 @@ void read_query(DeclarationFields& fields, const DeclarationPlace&, const Report
 void read_request(DeclarationFields& fields, const DeclarationPlace&, const Report&,
                   VariableDefinition& variable) {
   variable.kind = VSD_REQUEST_VAR;
-  variable.source = RequestSource{static_cast<RequestPart>(
-      fields.choice("part", kRequestParts, static_cast<int>(RequestPart::body)))};
+  variable.source = RequestSource{read_request_part(fields, "part")};
 }
 
 void read_date(DeclarationFields& fields, const DeclarationPlace& place, const Report& report,
@@ -199,6 +187,22 @@ VariableReader find_variable_reader(std::string_view api) {
     }
   }
   return nullptr;
+}
+
+int read_ordinal(DeclarationFields& fields) {
+  const auto words = fields.texts("ORD");
+  if (!words.empty() && equal_ignoring_case(words.front(), "ALL")) {
+    return WZ_ORD_ALL;
+  }
+  if (!words.empty() && equal_ignoring_case(words.front(), "ANY")) {
+    return WZ_ORD_ANY;
+  }
+  return fields.number("ORD", 1, kMaxInt, 1);
+}
+
+RequestPart read_request_part(DeclarationFields& fields, std::string_view keyword) {
+  return static_cast<RequestPart>(
+      fields.choice(keyword, kRequestParts, static_cast<int>(RequestPart::body)));
 }
 
 std::string read_named_file(DeclarationFields& fields, std::string_view keyword,

@@ -24,6 +24,11 @@ using VariableReader = void (*)(DeclarationFields& fields, const DeclarationPlac
 // The reader of a declaration by its name; null when `api` declares no variable.
 [[nodiscard]] VariableReader find_variable_reader(std::string_view api);
 
+// The value of ORD=: a number, or one of the library's WZ_ORD_... codes; 1 by default.
+[[nodiscard]] int read_ordinal(DeclarationFields& fields);
+// A part of the request, by default the body.
+[[nodiscard]] RequestPart read_request_part(DeclarationFields& fields, std::string_view keyword);
+
 // The content of a file that a declaration names with `keyword`; reported when it is missing or
 // cannot be read.
 std::string read_named_file(DeclarationFields& fields, std::string_view keyword,

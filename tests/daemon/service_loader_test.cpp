@@ -102,6 +102,21 @@ TEST_F(ServiceReaderTest, NamesEveryFault) {
       {"wz_service(again, url=\"/x\");", "wz_service: is given more than once"},
       {"wz_response(r, file=\"r.txt\", when=a, equals=b);", "'r' is declared already on line 3"},
       {"wz_response(x, file=\".\", when=a, equals=b);", "file . is missing or cannot be read"},
+      {"wz_match(equals=a);", "there is nothing to match"},
+      {"wz_match(query=a, header=b);", "header= is a condition of its own"},
+      {"wz_match(query=a, equals=b, regex=c);", "exclude each other"},
+      {"wz_match(query=a, regex=\"a(\");", "regex= is no regular expression: missing closing"},
+      {"wz_match(query=a, contains=\"\");", "contains= has no value"},
+      {"wz_match(query=a, response=b);", "wz_match: there is no response 'b'"},
+      {"wz_match(query=a, ns=\"b=c\");", "unknown keyword 'ns'"},
+      {"wz_match(LB=a);", "RB= is missing"},
+      {"wz_match(LB=a, RB=b, ORD=ANY);", "ORD=ANY would match by chance"},
+      {"wz_match(body_xpath=\"/a[\");", "body_xpath= is no XPath expression: wrong at character 4"},
+      {"wz_match(body_xpath=\"/a:b\", ns=a);", "ns=a is wrong: it must be a prefix"},
+      {"wz_match(body_xpath=\"child::a[b:c='d:e']\");", "the prefix 'b', which no ns="},
+      {"wz_match(body_json=\"a\");", "body_json=a is wrong: a JSON pointer starts"},
+      {"wz_match(body_json=\"/~2\");", "'~' is followed by 0 or 1"},
+      {"wz_response(x, file=\"r.txt\", when=a, equals=b, query=c);", "need lines of their own"},
       {"wz_response(x, file=\"r.txt\", when=a);", "when= and equals= belong together"},
       {"wz_response(x, file=\"r.txt\", header=\"no colon\");", "header=no colon is wrong"},
       {"wz_response(x);", "file= is missing"},
@@ -145,7 +160,9 @@ TEST_F(ServiceReaderTest, CollectsAllFaultsAndChecksTheWhole) {
                    }));
   for (const std::string_view service :
        {"wz_service(s, url=\"/s\"", "wz_service(s, url=\"/s);", "wz_service(s);",
-        "wz_service(s, url=\"s\");", "wz_service(s, url=\"/s?a=1\");",
+        "wz_service(s, url=\"s\");", "wz_service(s, url=\"/a*\");", "wz_service(s, url=\"/**/a\");",
+        "wz_service(s, url_regex=\"/(\");", "wz_service(s, url=\"/a\", url_regex=\"/a\");",
+        "wz_service(s, url=\"/a\", priority=high);", "wz_service(s, url=\"/s?a=1\");",
         "wz_service(s, url=\"/s\", method=get);", "wz_service(s, url=\"/s\", method=\"GET|\");",
         "wz_service(s, url=\"/s\", method=TOOLONGNAME);"}) {
     read(std::string(service) + "\n" + std::string(kResponse));

@@ -86,6 +86,32 @@ TEST_F(Examples, SecureDecryptsLooksUpAndSigns) {
   EXPECT_EQ(client_.post(url("/secure/balance"), "<iv>1</iv>").status, 400);
 }
 
+TEST_F(Examples, ConditionsChooseServiceAndResponse) {
+  const std::string pay = "<payment xmlns='urn:example:payments'><amount>";
+  const std::tuple<std::string, std::vector<std::string>, long, std::string> posts[] = {
+      {pay + "1001</amount></payment>", {}, 202, "to be reviewed\n"},
+      {pay + "999</amount></payment>", {}, 422, "refused\n"},
+      {R"({"customer":{"level":"gold"}})", {}, 200, "accepted\n"},
+      {"<note>none</note><note>ASAP</note>", {}, 202, "to be reviewed\n"},
+      {pay + "1001</amount></payment>", {"X-Env: test"}, 200, "accepted for test\n"},
+  };
+  for (const auto& [body, headers, status, text] : posts) {
+    const auto answer = client_.post(url("/payments/7"), body, headers);
+    EXPECT_EQ(answer.status, status) << body;
+    EXPECT_EQ(answer.body, text) << body;
+  }
+  EXPECT_EQ(client_.get(url("/order/7/status")).body, "Order 7: shipped.\n");
+  EXPECT_EQ(client_.get(url("/order/999/status")).status, 410);
+  EXPECT_EQ(client_.get(url("/order/7/status?detail=1"), {"Cookie: role=staff"}).body,
+            "Order 7: shipped from warehouse 3.\n");
+  EXPECT_TRUE(client_.get(url("/order/7/status"), {"Accept: a/Json"}).body.starts_with("{\"order"));
+  const auto none = client_.get(url("/order/7/stat"));
+  EXPECT_EQ(none.status, 404);
+  EXPECT_TRUE(contains(none.headers, "\r\nContent-Type: text/plain\r\n")) << none.headers;
+  EXPECT_TRUE(contains(none.body, "\n  order_status: path must be \"/order/*/status\" but is "))
+      << none.body;
+}
+
 TEST_F(Examples, ThousandRequestsUseOneConnection) {
   for (int i = 0; i < 1000; ++i) {
     const auto id = std::to_string(i);

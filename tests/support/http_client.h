@@ -23,7 +23,9 @@ class HttpClient {
   HttpClient& operator=(const HttpClient&) = delete;
   ~HttpClient() { curl_easy_cleanup(curl_); }
 
-  Answer get(const std::string& url) { return send(url, nullptr, {}); }
+  Answer get(const std::string& url, const std::vector<std::string>& headers = {}) {
+    return send(url, nullptr, headers);
+  }
   Answer post(const std::string& url, const std::string& body,
               const std::vector<std::string>& headers = {}) {
     return send(url, &body, headers);
