@@ -40,7 +40,8 @@ void bare_mt19937_64(benchmark::State& state) {
 }
 BENCHMARK(bare_mt19937_64);
 
-// What no random string of this length can do without: a rand() for the length and for each character.
+// What no random string of this length can do without: a rand() for the length and for each
+// character.
 void bare_rand(benchmark::State& state) {
   for (auto _ : state) {
     for (int i = 0; i <= kLength; ++i) {
