@@ -15,11 +15,14 @@
 WZ_BEGIN_DECLS
 
 /** Head of every slot. The links are the pool's while the slot is free or busy. */
-typedef struct node {
+struct node {
   struct node *prev;
   struct node *next;
   char slot_status; /**< bit 0: first slot of an allocated block; the pool's alone */
-} node;
+};
+#ifndef __cplusplus
+typedef struct node node;
+#endif
 
 typedef struct wzlb_mp_handler {
   char handler_flag;             /**< 1: operations lock `mem_pool_lock` */
