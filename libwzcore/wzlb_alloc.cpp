@@ -16,6 +16,7 @@
 #include <cstdlib>
 #include <cstring>
 
+#include "libwzcore/internal/mem_map_state.h"
 #include "libwzcore/internal/soft_alloc.h"
 #include "libwzcore/internal/trace.h"
 
@@ -117,8 +118,17 @@ void trace_statistics(const Caller& caller) {
 }
 
 void offer_to_map(void* block, std::size_t size, const Caller& caller) {
+  if (!wz::mem_map_listens()) [[likely]] {
+    return;
+  }
   wzlb_mem_map_add(block, size, wz::mutable_text(caller.label), wz::mutable_text(caller.file),
                    caller.line, wz::mutable_text(caller.function));
+}
+
+void forget_in_map(void* block) {
+  if (wz::mem_map_listens()) [[unlikely]] {
+    wzlb_mem_map_remove(block);
+  }
 }
 
 [[noreturn]] void refuse_negative_size(long size, const Caller& caller) {
@@ -171,7 +181,7 @@ void* wz::soft_realloc(void* pointer, long size, const BlockOwner& caller) noexc
   std::size_t old_counted = 0;
   std::size_t old_size = 0;
   if (pointer != nullptr) {
-    wzlb_mem_map_remove(pointer);
+    forget_in_map(pointer);
     old_size = guarded_size(pointer);
     old_counted = counted_size(pointer, old_size);
   }
@@ -232,7 +242,7 @@ void wzlb_tracked_free(void* pointer, const char* label, int index, const char* 
     return;
   }
   const Caller caller{label, file, line, function};
-  wzlb_mem_map_remove(pointer);
+  forget_in_map(pointer);
   const std::size_t counted = counted_size(pointer, guarded_size(pointer));
   count_freed(counted);
   CALLER_TRACE(WZLB_LEVEL_2,
