@@ -54,4 +54,12 @@ void tracked_malloc(benchmark::State& state) {
 }
 BENCHMARK(tracked_malloc)->Arg(32)->Arg(4096);
 
+// With a register of live blocks in the thread, which grows by an entry with each block.
+void tracked_malloc_with_map(benchmark::State& state) {
+  wzlb_mem_map_init();
+  tracked_malloc(state);
+  wzlb_mem_map_free();
+}
+BENCHMARK(tracked_malloc_with_map)->Arg(32)->Arg(4096)->Iterations(20000);
+
 }  // namespace

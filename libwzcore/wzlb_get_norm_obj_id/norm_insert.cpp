@@ -53,7 +53,9 @@ NormTable* insert(NormObjKey& key, const Text& text, const Place& place, int id)
   entry->idx = id;
   entry->data = kNoData;
   set_tag(*entry, text.tag);
-  hidden_of(key).chain_bits[text.index] |= text.bit;
+  std::uint16_t& bits = hidden_of(key).chain_bits[text.index];
+  bits = static_cast<std::uint16_t>(bits | text.bit);
+  add_short(key, text, *entry);
   return entry;
 }
 
@@ -123,6 +125,11 @@ unsigned int get_or_insert(NormObjKey* key, char* in_str, int length, int* flag_
     return for_negative;
   }
   const Text text = make_text(*key, in_str, length);
+  if (may_hold(*key, text)) {
+    if (const ShortForm* const form = find_short(*key, text)) {
+      return static_cast<unsigned int>(form->id);
+    }
+  }
   const Place place = find_place(*key, text);
   if (place.match != nullptr) {
     return static_cast<unsigned int>(place.match->idx);

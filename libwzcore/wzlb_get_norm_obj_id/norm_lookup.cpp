@@ -58,7 +58,14 @@ int wzlb_get_norm_id(NormObjKey* key, char* in_str, int in_strlen) {
   if (in_strlen < 0) {
     return kUnknown;
   }
-  const NormTable* const entry = find(*key, make_text(*key, in_str, in_strlen));
+  const Text text = make_text(*key, in_str, in_strlen);
+  if (!may_hold(*key, text)) {
+    return kUnknown;
+  }
+  if (const ShortForm* const form = find_short(*key, text)) {
+    return form->id;
+  }
+  const NormTable* const entry = find(*key, text);
   return entry != nullptr ? entry->idx : kUnknown;
 }
 
@@ -111,6 +118,9 @@ int wzlb_delete_norm_id(NormObjKey* key, int hash) {
   if (!is_usable(key) || hash < 0 || hash >= key->size || key->nt[hash].str == kEmpty) {
     return -1;
   }
+  for (const NormTable* entry = key->nt + hash; entry != nullptr; entry = entry->nt_next) {
+    remove_short(*key, make_text(*key, key->bigbuf.buffer + entry->str, entry->len));
+  }
   clear_entry(key->nt[hash]);
   key->nt[hash].data = kNoData;
   return 0;
@@ -126,6 +136,7 @@ int wzlb_delete_norm_id_ex(NormObjKey* key, char* in_str, int in_strlen, int* no
     return -1;
   }
   const int id = entry->idx;
+  remove_short(*key, text);
   if (is_recorded(*key, id)) {
     key->id_name[id] = nullptr;
   }

@@ -1,6 +1,7 @@
 // Set-up, released ids and tear-down of an id table.
 #include "libwzcore/wzlb_get_norm_obj_id/norm_table.h"
 
+#include <sys/mman.h>
 #include <wz/wzlb_alloc.h>
 
 #include "libwzcore/internal/trace.h"
@@ -17,8 +18,23 @@ constexpr char kReleasedLabel[] = "FreeNormIdList";
 constexpr int kFirstSlots = 64;
 constexpr int kFurtherSlots = 16;
 
+// Lookups go to random places of the heads: large pages keep most of their addresses translated.
+void ask_for_large_pages(void* block, std::size_t size) {
+  constexpr std::uintptr_t kPage = 4096;
+  constexpr std::size_t kWorthwhile = std::size_t{4} << 20;
+  if (size < kWorthwhile) {
+    return;
+  }
+  const std::uintptr_t start =
+      (reinterpret_cast<std::uintptr_t>(block) + kPage - 1) / kPage * kPage;
+  const std::uintptr_t end = (reinterpret_cast<std::uintptr_t>(block) + size) / kPage * kPage;
+  madvise(reinterpret_cast<void*>(start), end - start, MADV_HUGEPAGE);  // only a hint
+}
+
 void clear_heads(NormObjKey& key) {
-  std::memset(static_cast<void*>(key.nt), 0, heads_size(key.size) - sizeof(FreeNormIdList*));
+  FreeNormIdList** const spare_nodes = hidden_of(key).spare_nodes;
+  const auto bytes = reinterpret_cast<char*>(spare_nodes) - reinterpret_cast<char*>(key.nt);
+  std::memset(static_cast<void*>(key.nt), 0, static_cast<std::size_t>(bytes));
   for (int i = 0; i < key.size; ++i) {
     key.nt[i].str = kEmpty;
   }
@@ -51,6 +67,36 @@ void free_released_ids(NormObjKey& key) {
 }
 
 }  // namespace
+
+void wz::norm_id::add_short(const NormObjKey& key, const Text& text, const NormTable& entry) {
+  if (!text.regular) {
+    return;
+  }
+  ShortForm* form = hidden_of(key).forms + text.window;
+  ShortForm* const end = form + kWindow;
+  form = std::find_if(form, end, [](const ShortForm& each) { return each.tag == 0; });
+  if (form == end) {
+    return;
+  }
+  form->tag = text.tag;
+  form->length = entry.len;
+  form->id = entry.idx;
+  if (text.compared <= ShortForm::kRoom) {
+    std::memcpy(form->text.data(), text.bytes, text.compared);
+  } else {
+    std::memcpy(form->text.data(), &entry.str, sizeof entry.str);
+  }
+}
+
+void wz::norm_id::remove_short(const NormObjKey& key, const Text& text) {
+  ShortForm* const forms = hidden_of(key).forms + text.window;
+  for (ShortForm* form = forms; text.regular && form != forms + kWindow; ++form) {
+    if (matches(key, *form, text)) {
+      form->tag = 0;
+      return;
+    }
+  }
+}
 
 void wz::norm_id::release_id(NormObjKey& key, int id) {
   FreeNormIdList*& spare = *hidden_of(key).spare_nodes;
@@ -86,6 +132,7 @@ int wzlb_init_norm_id_table_v2(NormObjKey* key, int size, int big_buf_size) {
     return -1;
   }
   key->nt = static_cast<NormTable*>(WZLB_MALLOC(heads_size(key->size), kHeadsLabel));
+  ask_for_large_pages(key->nt, heads_size(key->size));
   clear_heads(*key);
   *hidden_of(*key).spare_nodes = nullptr;
   return create_pool(*key) ? 0 : -1;
