@@ -73,9 +73,9 @@ constexpr std::size_t spare_offset(std::size_t size) {
 
 inline Hidden hidden_of(const NormObjKey& key) {
   const auto size = static_cast<std::size_t>(key.size);
-  const auto end = reinterpret_cast<std::uintptr_t>(key.nt + size);
-  auto* const start = reinterpret_cast<char*>((end + alignof(ShortForm) - 1) &
-                                              ~(std::uintptr_t{alignof(ShortForm)} - 1));
+  auto* const end = reinterpret_cast<char*>(key.nt + size);
+  const std::size_t past = reinterpret_cast<std::uintptr_t>(end) % alignof(ShortForm);
+  char* const start = end + (alignof(ShortForm) - past) % alignof(ShortForm);
   return {reinterpret_cast<ShortForm*>(start),
           reinterpret_cast<std::uint16_t*>(start + bits_offset(size)),
           reinterpret_cast<FreeNormIdList**>(start + spare_offset(size))};
