@@ -18,6 +18,7 @@
 #include <wz/wzlb_search_vars.h>
 #include <wz/wzlb_sock.h>
 #include <wz/wzlb_time_stamp.h>
+#include <wz/wzlb_unique_number.h>
 #include <wz/wzlb_user_var.h>
 #include <wz/wzlb_util.h>
 #include <wz/wzlb_wdir.h>

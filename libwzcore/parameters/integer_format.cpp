@@ -62,15 +62,21 @@ FormatScan scan_integer_format(std::string_view value, const char* variable, std
   return converted ? FormatScan::good : FormatScan::no_conversion;
 }
 
-bool converts_long(std::string_view format) {
+std::string_view conversion_width(std::string_view format) {
   for (std::size_t at = format.find('%'); at < format.size(); at = format.find('%', at + 1)) {
     ++at;
     if (!format.substr(at).starts_with('%')) {
-      const std::size_t type = format.find_first_not_of(kDigits, at);
-      return type != std::string_view::npos && format[type] == 'l';
+      format.remove_prefix(at);
+      return format.substr(0, format.find_first_not_of(kDigits));
     }
   }
-  return false;
+  return {};
+}
+
+bool converts_long(std::string_view format) {
+  const std::string_view width = conversion_width(format);
+  const char* type = width.data() + width.size();
+  return width.data() != nullptr && type != format.data() + format.size() && *type == 'l';
 }
 
 }  // namespace wz

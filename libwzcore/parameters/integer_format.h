@@ -19,6 +19,9 @@ enum class FormatScan {
 [[nodiscard]] FormatScan scan_integer_format(std::string_view value, const char* variable,
                                              std::string& format);
 
+// The digits of its conversion's width, flag included: "05" of "ID%05lu".
+[[nodiscard]] std::string_view conversion_width(std::string_view format);
+
 // Whether the conversion of such a format takes a long; the others take an int.
 [[nodiscard]] bool converts_long(std::string_view format);
 
