@@ -1,6 +1,7 @@
 #include "daemon/commands.h"
 
 #include <cstdio>
+#include <random>
 #include <stdexcept>
 #include <string>
 #include <utility>
@@ -59,6 +60,8 @@ Settings load_settings(const CommandLine& line) {
 void configure_host(const Config& config) {
   const auto logs = config.root / "logs";
   set_host_work_directory(config.root);
+  set_host_trace_log(logs / "vsd_trace.log", config.trace_level);
+  set_controller_name(config.controller_name);
   set_host_log_masks(config.debug_level, config.module_mask);
   if (!set_host_logs(logs / "vsd_debug.log", logs / "vsd_error.log")) {
     std::fprintf(stderr, "vsd: warning: %s cannot be written\n", (logs / "vsd_error.log").c_str());
@@ -80,11 +83,19 @@ std::vector<Listener> open_listeners(Config& config) {
   return listeners;
 }
 
+// What service times depend on. Requests spread over the workers, and so does the full load.
+void set_host_load(const Config& config, int worker) {
+  set_full_load(static_cast<double>(config.full_load) / config.workers);
+  seed_host_generators(config.random_seed.value_or(std::random_device{}()), worker,
+                       static_cast<double>(config.service_time_mean));
+}
+
 // What a worker process does from its start to its end.
 int serve(const Config& config, const PreparedServices& prepared, const ServiceImage& image,
           std::vector<Listener>& listeners, const ServiceStates& states, WorkerSlot& slot,
           int worker, const std::function<void()>& ready) {
   set_host_process(worker, config.workers);
+  set_host_load(config, worker);
   std::vector<Problem> problems;
   const auto index = static_cast<std::size_t>(worker);
   ServiceRunner runner(image, load_scripts(prepared, problems), slot, states);
@@ -93,6 +104,7 @@ int serve(const Config& config, const PreparedServices& prepared, const ServiceI
   const int listen_fd = listeners[index].socket.release();
   listeners.clear();  // the other workers' sockets; they would keep connections from being served
   http::Server server(config.limits, runner, listen_fd);
+  set_socket_release([&server](int socket) { server.abandon(socket); });
   ready();
   server.run();
   return kExitOk;

@@ -106,6 +106,18 @@ constexpr Keyword kKeywords[] = {
                           Config& c) { return set_number(v, 0L, kMaxSeconds, c.script_timeout); }},
     {"MATCH_DETAIL", [](std::string_view v, Config& c) { return set_switch(v, c.match_detail); }},
     {"USER", [](std::string_view v, Config& c) { return set_text(v, c.user); }},
+    {"TRACE_LOG",
+     [](std::string_view v, Config& c) { return set_number(v, 0L, 4L, c.trace_level); }},
+    {"CONTROLLER_NAME",
+     [](std::string_view v, Config& c) { return set_text(v, c.controller_name); }},
+    {"MAX_LOAD",
+     [](std::string_view v, Config& c) { return set_number(v, 1L, 1000000000L, c.full_load); }},
+    {"SVC_TIME_MEAN",
+     [](std::string_view v, Config& c) {
+       return set_number(v, 1L, kMaxSeconds * 1000, c.service_time_mean);
+     }},
+    {"RANDOM_SEED",
+     [](std::string_view v, Config& c) { return set_number(v, 0UL, ~0UL, c.random_seed); }},
     {"VSD_DEBUG", [](std::string_view v, Config& c) { return set_debug_level(v, c); }},
     {"VSD_MODULEMASK",
      [](std::string_view v, Config& c) { return set_number(v, 0ULL, ~0ULL, c.module_mask); }},

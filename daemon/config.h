@@ -5,6 +5,7 @@
 #include <cstddef>
 #include <cstdint>
 #include <filesystem>
+#include <optional>
 #include <string>
 #include <string_view>
 #include <vector>
@@ -44,9 +45,14 @@ struct Config {
   std::chrono::seconds script_timeout{10};  // SCRIPT_TIMEOUT: then the worker is replaced; 0: never
   bool match_detail = true;                 // MATCH_DETAIL: a 404 names the nearest services
   std::string user;                         // USER: dropped to once the listeners are open
-  int debug_level = 0;                      // VSD_DEBUG: level mask of the host's log
-  unsigned long long module_mask = ~0ULL;   // VSD_MODULEMASK
-  std::vector<LibraryLine> library_lines;   // LIB_DEBUG, LIB_MODULEMASK, LIB_DO_EXIT, ...
+  int trace_level = 0;                      // TRACE_LOG: above 0, scripts trace by default
+  std::string controller_name;              // CONTROLLER_NAME: what scripts are told
+  long full_load = 1000;                    // MAX_LOAD: requests per second
+  long service_time_mean = 100;             // SVC_TIME_MEAN: of exponential service times, in ms
+  std::optional<unsigned long> random_seed;  // RANDOM_SEED; without one each start differs
+  int debug_level = 0;                       // VSD_DEBUG: level mask of the host's log
+  unsigned long long module_mask = ~0ULL;    // VSD_MODULEMASK
+  std::vector<LibraryLine> library_lines;    // LIB_DEBUG, LIB_MODULEMASK, LIB_DO_EXIT, ...
 };
 
 // Reads "8080", "127.0.0.1:8080", "[::1]:8080" or the three-field form with an external port, which

@@ -17,6 +17,7 @@
 #include "daemon/host_ops/date_reference.h"
 #include "daemon/host_ops/host_ops.h"
 #include "daemon/host_ops/resolved_name.h"
+#include "daemon/service/connection_state.h"
 #include "daemon/service/name_table.h"
 #include "daemon/service/service_image.h"
 
@@ -66,7 +67,7 @@ Zel_uniq_date_time_data own_slice() {
 
 // What one declaration has handed out in this process.
 struct DateState {
-  unsigned long long request = 0;  // g_req_count at the last draw; 0: never
+  unsigned long long request = 0;  // the number of the request at the last draw; 0: never
   int day = 0;                     // drawn for that request
   Zel_uniq_date_time_data slice = own_slice();
   Zel_uniq_date_time_data slice_before = slice;  // that request's state, to repeat its second
@@ -90,11 +91,15 @@ struct FreeTracked {
   void operator()(char* text) const noexcept { WZLB_FREE(text, "date value", -1); }
 };
 
+unsigned long long request_number() {
+  return cur_cptr != nullptr ? static_cast<const HostConnection*>(cur_cptr)->request_number : 0;
+}
+
 std::string render(const DateRow& row, const std::string& format, int day_offset) {
   DateState& state = state_of(row);
-  const bool repeats = row.once_per_request && state.request == g_req_count + 1;
+  const bool repeats = row.once_per_request && state.request == request_number();
   if (!repeats) {
-    state.request = g_req_count + 1;
+    state.request = request_number();
     state.day = row.max_days > 0 ? draw_day(row) : 0;
     state.slice_before = state.slice;
   }

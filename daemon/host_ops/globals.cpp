@@ -14,12 +14,21 @@ FILE* g_err_log = nullptr;
 VsdGlobalConfig vsd_global_config = {0, ~0ULL, 1.0};
 vsdIndexDataSource* indexdatasource = nullptr;
 int total_idxds_entries = 0;
+int vsd_debug_trace_log_value = 0;
 
 namespace vsd {
 
 void set_host_log_masks(int level_mask, unsigned long long module_mask) {
   vsd_global_config.debug_level = level_mask;
   vsd_global_config.module_mask = module_mask;
+}
+
+void set_controller_name(const std::string& name) {
+  g_vsd_controller_name = name.empty() ? nullptr : const_cast<char*>(name.c_str());
+}
+
+void set_full_load(double requests) {
+  vsd_global_config.g_sys_max_load = requests;
 }
 
 void set_host_work_directory(const std::filesystem::path& directory) {

@@ -45,20 +45,31 @@ class LogLine {
   std::size_t length_ = 0;
 };
 
-struct DebugLog {
+// A log that its first line opens and that rolls over.
+struct RollingLog {
   std::string path;
   int fd = -1;
+
+  void write(const LogLine& line) {
+    open_log_ex(path.data(), &fd, max_debug_log_file_size);
+    line.write_to(fd);
+  }
+  void close() {
+    if (fd > 0) {
+      ::close(fd);
+    }
+    fd = -1;
+  }
 };
 
-DebugLog& debug_log() {
-  static DebugLog log;
+RollingLog& debug_log() {
+  static RollingLog log;
   return log;
 }
 
-void write_debug(const LogLine& line) {
-  DebugLog& log = debug_log();
-  open_log_ex(log.path.data(), &log.fd, max_debug_log_file_size);
-  line.write_to(log.fd);
+RollingLog& trace_log() {
+  static RollingLog log;
+  return log;
 }
 
 const char* severity_word(int severity) {
@@ -90,12 +101,15 @@ bool set_host_logs(const std::filesystem::path& debug_path,
   return g_err_log != nullptr;
 }
 
+void set_host_trace_log(const std::filesystem::path& path, int level) {
+  trace_log().close();
+  trace_log().path = path.string();
+  vsd_debug_trace_log_value = level;
+}
+
 void close_host_logs() {
-  DebugLog& log = debug_log();
-  if (log.fd > 0) {
-    close(log.fd);
-  }
-  log.fd = -1;
+  debug_log().close();
+  trace_log().close();
   if (g_err_log != nullptr) {
     std::fclose(g_err_log);
     g_err_log = nullptr;
@@ -116,20 +130,20 @@ void vsd_debug_log_ex(int level_mask, unsigned long long module_mask, char* file
   va_start(arguments, format);
   text.append(format, arguments);
   va_end(arguments);
-  vsd::write_debug(text);
+  vsd::debug_log().write(text);
 }
 
-void vsd_debug_tracelog(int level, char* format, ...) {
-  if ((level & vsd_global_config.debug_level) == 0) {
+void vsd_debug_tracelog(connection*, char*, int, char*, char* format, ...) {
+  if (vsd::trace_log().path.empty()) {
     return;
   }
   vsd::LogLine text;
-  text.head("\n%s|", get_cur_date_time());
   va_list arguments;
   va_start(arguments, format);
   text.append(format, arguments);
   va_end(arguments);
-  vsd::write_debug(text);
+  text.head("\n");
+  vsd::trace_log().write(text);
 }
 
 void vsd_error_log_ex(int severity, char* file, int line, char* function, connection*,

@@ -52,7 +52,11 @@ void Connection::watch(Interest interest) {
 
 void Connection::run(TimePoint now) {
   while (open()) {
-    switch (exchange_.step(now)) {
+    const Exchange::Step step = exchange_.step(now);
+    if (!open()) {
+      return;  // the handler has had the connection reset
+    }
+    switch (step) {
       case Exchange::Step::read:
         watch(Interest::input);
         return;
@@ -98,6 +102,14 @@ void Connection::close_with_reset() {
   const linger at_once{1, 0};
   ::setsockopt(socket_.get(), SOL_SOCKET, SO_LINGER, &at_once, sizeof at_once);
   close();
+}
+
+void Connection::abandon() {
+  if (open()) {
+    poller_.remove(socket_.get(), *this);
+    static_cast<void>(socket_.release());
+    owner_.closed(*this);
+  }
 }
 
 // Reads what is there. False when the connection is lost.

@@ -45,7 +45,10 @@ class Connection final : public SocketPoller::Watcher,
   void drain(TimePoint now);
   void close();
   void close_with_reset();
+  // Gives the socket up without closing it: somebody else does.
+  void abandon();
 
+  [[nodiscard]] int socket() const noexcept { return socket_.get(); }
   [[nodiscard]] const Exchange& exchange() const noexcept { return exchange_; }
 
   std::size_t index = 0;  // the owner's

@@ -7,21 +7,23 @@
 namespace vsd::http {
 namespace {
 
-constexpr std::size_t kGatherLimit = 16 * 1024;  // larger bodies are sent from where they are
-constexpr std::size_t kBatchLimit = 64 * 1024;   // of pipelined answers in one write
-constexpr std::chrono::seconds kLingerTime{5};   // for the client to read the last answer
+constexpr std::size_t kGatherLimit = 16 * 1024;        // larger bodies are sent from where they are
+constexpr std::size_t kBatchLimit = 64 * 1024;         // of pipelined answers in one write
+constexpr std::chrono::seconds kLingerTime{5};         // for the client to read the last answer
+constexpr std::chrono::seconds kShortestKeepAlive{1};  // that an answer can ask for
 constexpr std::string_view kContinue = "HTTP/1.1 100 Continue\r\n\r\n";
 
 }  // namespace
 
 std::chrono::seconds shortest_timeout(const HttpLimits& limits) noexcept {
-  return std::min({limits.idle_timeout, limits.request_timeout, kLingerTime});
+  return std::min({limits.idle_timeout, limits.request_timeout, kLingerTime, kShortestKeepAlive});
 }
 
 Exchange::Exchange(ExchangeContext& context, int socket, TimePoint now)
     : context_(context),
       input_(context.blocks),
-      deadline_(now + context.limits.idle_timeout),
+      idle_timeout_(context.limits.idle_timeout),
+      deadline_(now + idle_timeout_),
       socket_(socket) {}
 
 Exchange::~Exchange() {
@@ -100,7 +102,7 @@ void Exchange::written(std::size_t count, TimePoint now) {
   }
   large_body_ = {};
   if (phase_ == Phase::head && input_.empty()) {
-    deadline_ = now + context_.limits.idle_timeout;
+    deadline_ = now + idle_timeout_;
   }
 }
 
@@ -275,6 +277,8 @@ void Exchange::serve(std::size_t body_size, std::size_t request_size, TimePoint 
 
 void Exchange::append_answer(const Framing& framing, TimePoint now) {
   Response& response = context_.response;
+  idle_timeout_ =
+      response.keep_alive.count() > 0 ? response.keep_alive : context_.limits.idle_timeout;
   if (response.delay.count() > 0) {
     held_at_ = out_.size();
     due_ = now + response.delay;

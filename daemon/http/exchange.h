@@ -115,13 +115,14 @@ class Exchange {
   RequestHead head_;           // after the head: framing only, its views may dangle
   std::size_t head_size_ = 0;  // 0 while the head is incomplete
   ChunkDecoder chunks_;
-  std::size_t decoded_ = 0;         // bytes of a chunked body, directly behind the head
-  std::size_t raw_ = 0;             // where its undecoded bytes begin
-  std::string out_;                 // heads and small bodies
-  std::string large_body_;          // sent behind out_; nothing is served before it is gone
-  std::size_t sent_ = 0;            // bytes of both that are already written
-  std::size_t held_at_ = kNotHeld;  // bytes of both in front of what is not due yet
-  Pace pace_;                       // of a slow answer while it is held
+  std::size_t decoded_ = 0;            // bytes of a chunked body, directly behind the head
+  std::size_t raw_ = 0;                // where its undecoded bytes begin
+  std::string out_;                    // heads and small bodies
+  std::string large_body_;             // sent behind out_; nothing is served before it is gone
+  std::size_t sent_ = 0;               // bytes of both that are already written
+  std::size_t held_at_ = kNotHeld;     // bytes of both in front of what is not due yet
+  Pace pace_;                          // of a slow answer while it is held
+  std::chrono::seconds idle_timeout_;  // behind the last answer
   TimePoint due_{};
   TimePoint deadline_;
   bool line_checked_ = false;

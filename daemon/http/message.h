@@ -41,6 +41,8 @@ struct Response {
   std::string headers;      // complete header lines, each ending in CR LF; "Connection: close"
                             // among them closes the connection behind the answer
   std::string body;
+  std::chrono::seconds keep_alive{0};  // how long the connection may be idle behind the answer;
+                                       // 0: as configured
   std::chrono::milliseconds delay{0};  // service time: send no earlier than this after receipt
   Fault fault = Fault::none;
   std::uint32_t bytes_per_second = 0;  // of Fault::slow; above 0 then
@@ -50,6 +52,7 @@ struct Response {
     status_line.clear();
     headers.clear();
     body.clear();
+    keep_alive = std::chrono::seconds{0};
     delay = std::chrono::milliseconds{0};
     fault = Fault::none;
   }

@@ -49,6 +49,7 @@ class Server::Loop final : public ConnectionOwner {
 
   void run();
   void stop() noexcept;
+  void abandon(int socket);
 
  private:
   using ConnectionPtr = std::shared_ptr<Connection>;
@@ -345,6 +346,15 @@ void Server::Loop::sweep() {
   }
 }
 
+void Server::Loop::abandon(int socket) {
+  for (const Client& client : clients_) {
+    if (client.connection->socket() == socket) {
+      client.connection->abandon();
+      return;
+    }
+  }
+}
+
 void Server::Loop::look_at(Client& client, TimePoint now) {
   const ConnectionPtr connection = client.connection;
   const TimePoint deadline = connection->exchange().deadline();
@@ -366,6 +376,10 @@ void Server::run() {
 
 void Server::stop() noexcept {
   loop_->stop();
+}
+
+void Server::abandon(int socket) {
+  loop_->abandon(socket);
 }
 
 }  // namespace vsd::http

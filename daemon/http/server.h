@@ -25,6 +25,9 @@ class Server {
   // May be called from any thread and from a signal handler.
   void stop() noexcept;
 
+  // Forgets a client whose socket somebody else closes; called by the handler while it serves.
+  void abandon(int socket);
+
  private:
   class Loop;
   std::unique_ptr<Loop> loop_;

@@ -80,7 +80,8 @@ std::string_view ConnectionState::part_of(const http::Request& request, RequestP
   return request.body.empty() ? std::string_view("") : request.body;
 }
 
-void ConnectionState::begin(const ServiceView& service, const http::Request& request) {
+void ConnectionState::begin(const ServiceView& service, const http::Request& request,
+                            bool with_blocks) {
   end();
   const std::size_t index = image_.index_of(service);
   if (!services_[index]) {
@@ -90,7 +91,7 @@ void ConnectionState::begin(const ServiceView& service, const http::Request& req
   head_.assign(request.head);
   url_.assign(request.target);
 
-  record_.fd = request.socket;
+  record_.fd = socket_ = request.socket;
   record_.proto_type = VSD_PROTO_HTTP;
   record_.conn_state = kHttp1State;
   record_.flag = flags_of(request);
@@ -100,12 +101,14 @@ void ConnectionState::begin(const ServiceView& service, const http::Request& req
   record_.conn_link = nullptr;
   record_.template_id_used = -1;
   record_.keep_alive_timeout = 0;
+  record_.cur_buf = with_blocks ? blocks_.fill(request.head, request.body) : nullptr;
   record_.bytes = static_cast<long>(request.head.size() + request.body.size());
   record_.request_hdr = {head_.data(), 0};
   record_.callback_variable[0] = '\0';
   record_.callback_variable1[0] = '\0';
   cur_cptr = &record_;
-  ++g_req_count;
+  ++record_.request_number;
+  g_req_count = load_.count(LoadMeter::Clock::now());
   fill(service, request);
 }
 
@@ -162,6 +165,7 @@ void ConnectionState::end() noexcept {
   }
   current_->table.reset();
   release_response();
+  record_.cur_buf = nullptr;
   record_.scptr = nullptr;
   record_.uvtable = nullptr;
   current_ = nullptr;

@@ -10,6 +10,8 @@
 #include <vector>
 
 #include "daemon/http/message.h"
+#include "daemon/service/load_meter.h"
+#include "daemon/service/request_blocks.h"
 #include "daemon/service/search_runner.h"
 #include "daemon/service/service_image.h"
 #include "daemon/service/variable_table.h"
@@ -21,6 +23,7 @@ class ConnectionState;
 // The record behind every cur_cptr of this host, so that a host operation finds its way back.
 struct HostConnection : connection {
   ConnectionState* state = nullptr;
+  unsigned long long request_number = 0;  // of the current request in this process; 0: none yet
 };
 
 // One per worker: requests are served one at a time. Not movable, because scripts and the library
@@ -34,8 +37,9 @@ class ConnectionState {
   ~ConnectionState();
 
   // Makes `request` for `service` the current one: fills the record and every declared variable
-  // and sets cur_cptr. The request's text must stay until end().
-  void begin(const ServiceView& service, const http::Request& request);
+  // and sets cur_cptr. The request's text must stay until end(). `with_blocks` also puts it into
+  // linked blocks, for scripts that read it raw.
+  void begin(const ServiceView& service, const http::Request& request, bool with_blocks = false);
 
   // Releases what the request and its script have left and clears cur_cptr and the other globals
   // that refer to the request. Without a begin() it does nothing.
@@ -43,6 +47,8 @@ class ConnectionState {
 
   [[nodiscard]] connection& record() { return record_; }
   [[nodiscard]] const connection& record() const { return record_; }
+  // A script has reset the client's connection.
+  [[nodiscard]] bool is_reset() const { return record_.fd < 0 && socket_ >= 0; }
   // What wz_get_url returns while it may be called: the request target, NUL-terminated.
   [[nodiscard]] char* url() { return url_.data(); }
 
@@ -66,6 +72,9 @@ class ConnectionState {
       services_;  // by position in the image, made on first use
   ServiceState* current_ = nullptr;
   HostConnection record_{};
+  int socket_ = -1;  // the client's
+  LoadMeter load_;
+  RequestBlocks blocks_;
   std::string head_;  // NUL-terminated copies: what follows them in the connection's buffer is
   std::string url_;   // no part of them
   std::string decoded_;

@@ -36,9 +36,10 @@ class ScriptRun {
 // Ends the current request whatever happens.
 class CurrentRequest {
  public:
-  CurrentRequest(ConnectionState& state, const ServiceView& service, const http::Request& request)
+  CurrentRequest(ConnectionState& state, const ServiceView& service, const http::Request& request,
+                 bool with_blocks)
       : state_(state) {
-    state_.begin(service, request);
+    state_.begin(service, request, with_blocks);
   }
   CurrentRequest(const CurrentRequest&) = delete;
   CurrentRequest& operator=(const CurrentRequest&) = delete;
@@ -97,20 +98,24 @@ void ServiceRunner::serve(const ServiceView& service, const http::Request& reque
     return;
   }
   slot_.count_served();
-  const CurrentRequest current(state_, service, request);
   const Script& script = scripts_[number];
+  const CurrentRequest current(state_, service, request, script.reads_request());
   cur_url = state_.url();
   {
     const ScriptRun run(slot_.script, number, Hook::post_recv);
     script.post_recv();
   }
   cur_url = nullptr;  // scripts get the URL after the receipt only
+  if (state_.is_reset()) {
+    return;  // nobody waits for an answer
+  }
 
   const ResponseRow* chosen = choose_response(service);
   if (chosen == nullptr) {
     answer_with_text(500, "No response of the service fits this request.\n", response);
     return;
   }
+  state_.record().template_id_used = static_cast<int>(chosen - service.responses().data());
   {
     const ScriptRun run(slot_.script, number, Hook::pre_send);
     script.pre_send();
@@ -123,6 +128,7 @@ void ServiceRunner::serve(const ServiceView& service, const http::Request& reque
   response.delay = service_times_.draw(service.record().service_time);
   response.fault = chosen->fault;
   response.bytes_per_second = chosen->bytes_per_second;
+  response.keep_alive = std::chrono::seconds(std::max(state_.record().keep_alive_timeout, 0));
   if (!refused_.empty()) {
     log_refused();
   }

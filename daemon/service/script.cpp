@@ -9,6 +9,8 @@
 #include <cerrno>
 #include <cstdio>
 #include <cstring>
+#include <fstream>
+#include <iterator>
 #include <string_view>
 
 #include "daemon/file_descriptor.h"
@@ -19,6 +21,16 @@ namespace {
 constexpr unsigned kProbeSeconds = 10;  // then the object is taken for one that hangs when loaded
 
 constexpr std::string_view kLoads = "\1";  // the probe's report when all is well
+
+// Whether the object names a function that it resolves from elsewhere: names are NUL-terminated
+// texts in it. A script that holds such a text otherwise costs a copy of its requests.
+bool refers_to(const std::filesystem::path& object, std::string_view function) {
+  std::ifstream file(object, std::ios::binary);
+  const std::string bytes{std::istreambuf_iterator<char>(file), {}};
+  std::string name(1, '\0');
+  name.append(function).append(1, '\0');
+  return bytes.find(name) != std::string::npos;
+}
 
 [[noreturn]] void run_probe(const std::filesystem::path& object, int report) {
   alarm(kProbeSeconds);
@@ -50,6 +62,7 @@ std::optional<Script> Script::load(const std::filesystem::path& object, std::str
     error = "the script defines neither void post_recv(void) nor void pre_send(void)";
     return std::nullopt;
   }
+  script.reads_request_ = refers_to(object, "wz_get_request_buf");
   return script;
 }
 

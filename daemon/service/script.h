@@ -16,6 +16,9 @@ class Script {
   // post_recv nor pre_send.
   static std::optional<Script> load(const std::filesystem::path& object, std::string& error);
 
+  // Whether it reads the request's raw bytes, which are not put up for scripts that do not.
+  [[nodiscard]] bool reads_request() const { return reads_request_; }
+
   // Called when the request has been read and its variables are filled.
   void post_recv() const {
     if (post_recv_ != nullptr) {
@@ -39,6 +42,7 @@ class Script {
   std::unique_ptr<void, Close> handle_;
   Hook post_recv_ = nullptr;
   Hook pre_send_ = nullptr;
+  bool reads_request_ = false;
 };
 
 // Why load() would refuse the object; empty when it would not. Tried in a process of its own, where

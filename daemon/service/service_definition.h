@@ -122,6 +122,7 @@ struct ResponseDefinition {
   std::filesystem::path file;
   std::string text;  // the file's content, a template
   int status = 200;
+  int trace_level = -1;  // of its script's trace log; below 0: the service's
   std::string content_type;
   std::vector<std::string> headers;  // further header lines, without CR LF
   bool has_when = false;             // asks that the expansion of `when` equals `equals`
@@ -141,6 +142,7 @@ struct ServiceDefinition {
   std::string name;
   int line = 0;                      // of wz_service
   std::vector<std::string> methods;  // upper case, in the order written
+  int trace_level = -1;              // of the trace log; below 0: the daemon's
   std::string url;                   // path without query, starts with '/'; or an expression
   bool url_is_regex = false;         // that the whole path must match
   int priority = 0;                  // higher is tried first

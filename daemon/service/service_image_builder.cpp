@@ -87,6 +87,7 @@ class ServiceBuilder {
     record_.file = pool_.add(service_.file.string());
     record_.script = pool_.add(service_.script.string());
     record_.url = pool_.add(service_.url);
+    record_.trace_log_per_url = service_.trace_level;
     std::vector<TextRef> methods;
     for (const std::string& method : service_.methods) {
       methods.push_back(pool_.add(method));
@@ -287,9 +288,6 @@ class ServiceBuilder {
   void add_responses() {
     std::vector<ResponseRow> rows;
     const TextRef no_host = pool_.add("");
-    const std::vector<Cr_file_seg> backends(service_.responses.size(),
-                                            Cr_file_seg{no_host.offset, 0, 0});
-    record_.cr_resp_file_idx = from_record(arena_.append(backends));
     for (const ResponseDefinition& response : service_.responses) {
       std::string headers;
       for (const std::string& header : response.headers) {
@@ -307,6 +305,7 @@ class ServiceBuilder {
       row.equals = pool_.add(response.equals);
       row.conditions = add_conditions(response.conditions);
       row.status = response.status;
+      row.seen_by_library = {no_host.offset, 0, 0, response.trace_level};
       row.fault = response.fault;
       row.bytes_per_second = response.bytes_per_second;
     }
@@ -314,6 +313,11 @@ class ServiceBuilder {
     std::stable_partition(rows.begin(), rows.end(),
                           [](const ResponseRow& row) { return row.is_conditional(); });
     record_.responses = place(rows);
+    std::vector<Cr_file_seg> seen_by_library;
+    for (const ResponseRow& row : rows) {
+      seen_by_library.push_back(row.seen_by_library);
+    }
+    record_.cr_resp_file_idx = from_record(arena_.append(seen_by_library));
   }
 
   ImageArena& arena_;

@@ -23,6 +23,7 @@ namespace fs = std::filesystem;
 // The variable table is indexed by 16 bits, and the system variables need a few entries.
 constexpr std::size_t kMaxVariables = 65000;
 constexpr int kMaxPriority = 1000000;
+constexpr int kMaxTraceLevel = 4;
 constexpr std::size_t kMaxMethodLength = sizeof(HttpMethodInfo::http_method);
 
 bool is_method(std::string_view method) {
@@ -140,6 +141,7 @@ class ServiceReader {
       }
       service_.methods.push_back(method);
     }
+    service_.trace_level = fields.number("trace", 0, kMaxTraceLevel, -1);
     service_.priority = fields.number("priority", -kMaxPriority, kMaxPriority, 0);
     set_url(fields);
   }
@@ -206,6 +208,7 @@ class ServiceReader {
     if (needs_template(response.fault) || fields.has("file")) {
       response.text = read_named_file(fields, "file", service_.folder, report_, response.file);
     }
+    response.trace_level = fields.number("trace", 0, kMaxTraceLevel, -1);
     response.status = fields.number("status", 200, 599, 200);
     response.content_type = fields.text("type").value_or(type_of(response.file));
     if (response.content_type.empty() ||

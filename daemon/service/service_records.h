@@ -122,6 +122,7 @@ struct ResponseRow {
   TextRef equals;
   Rows<ConditionRow> conditions;  // which the request must fulfil too
   int status = 200;
+  Cr_file_seg seen_by_library{};  // also in the array that scontents.cr_resp_file_idx leads to
   http::Fault fault = http::Fault::none;
   std::uint32_t bytes_per_second = 0;
 

@@ -32,6 +32,7 @@
 
 #include <stdio.h>
 #include <wz/wz_base.h>
+#include <wz/wz_request_buffer.h>
 #include <wz/wzlb_poi.h> /* create_table_entry, another operation of the host */
 #include <wz/wzlb_user_var.h>
 
@@ -139,14 +140,6 @@ typedef struct HttpStreamState {
   char *header_block;
 } HttpStreamState;
 
-#define VSD_REQUEST_BLOCK_SIZE 1022
-
-/** One block of the request as it was received. */
-typedef struct RequestBuffer {
-  char buffer[VSD_REQUEST_BLOCK_SIZE];
-  struct RequestBuffer *next; /**< null in the last block */
-} RequestBuffer;
-
 /**
  * A client's connection and the request that it has sent last. A host may embed this record in a
  * larger one of its own: the library only ever holds a pointer to it, from setting cur_cptr until
@@ -182,6 +175,7 @@ typedef struct Cr_file_seg {
   long backend_host_name; /**< in the pool */
   int backend_host_name_len;
   unsigned short backend_port; /**< the host's, for get_dynamic_fwd_port */
+  int trace_log; /**< trace level while this response is in use; below 0: the service's */
 } Cr_file_seg;
 
 /** The start of a service. All distances count from here. */
@@ -189,7 +183,9 @@ typedef struct scontents {
   long cr_scptr_idx;       /**< distance to the cr_scontents block */
   long cr_resp_file_idx;   /**< distance to the array of Cr_file_seg */
   long string_big_buf_idx; /**< distance to the string pool */
-  short service_type;      /**< 3: received data is kept when a script frees the request */
+  short service_type;      /**< 3: received data is kept when a script frees the request, and
+                              scripts trace nothing */
+  int trace_log_per_url;   /**< trace level of its scripts; below 0: the host's */
 } scontents;
 
 /** What a variable is, by its hash code. */
@@ -270,8 +266,11 @@ typedef struct VsdHashTable {
 typedef struct VsdGlobalConfig {
   int debug_level;                /**< level mask of vsd_debug_log_ex; 0: no debug lines */
   unsigned long long module_mask; /**< module mask of vsd_debug_log_ex */
-  double g_sys_max_load;          /**< requests that count as full load, above 0 */
+  double g_sys_max_load;          /**< the g_req_count that is full load, above 0 */
 } VsdGlobalConfig;
+
+/** What wz_get_controller_name returns; null until a host sets it. The text stays the host's. */
+WZ_API extern char *g_vsd_controller_name;
 
 /* ---- globals that the host defines ----------------------------------------------------------- */
 
@@ -283,12 +282,19 @@ VSD_HOST_SYMBOL extern char *cur_url;
 /** Set by the library to the caller's buffer with the query value found last. Never freed; the host
  * clears it after the request, because the buffer is usually on the script's stack. */
 VSD_HOST_SYMBOL extern char *kpi_magic;
-/** Requests taken in by this process. */
+/** The load: requests taken in, over whatever time the host counts them; vsd: during the last
+ * second by this process. Compared with VsdGlobalConfig.g_sys_max_load. */
 VSD_HOST_SYMBOL extern unsigned long long g_req_count;
+/** The generators of service times, made with wz_exp_init and wz_rand_init; below 0 while there are
+ * none. */
+VSD_HOST_SYMBOL extern int g_erand_gen_idx;
+VSD_HOST_SYMBOL extern int g_urand_gen_idx;
 /** Work directory, NUL-terminated. */
 VSD_HOST_SYMBOL extern char g_wdir[1024];
 /** The host's error log, null while none is open. The library only tests it. */
 VSD_HOST_SYMBOL extern FILE *g_err_log;
+/** Whether scripts trace where neither response nor service has a level: above 0 they do. */
+VSD_HOST_SYMBOL extern int vsd_debug_trace_log_value;
 /** Both masks are tested before a debug line's arguments are evaluated. */
 VSD_HOST_SYMBOL extern VsdGlobalConfig vsd_global_config;
 /** Data sources of all services, `total_idxds_entries` of them. */
@@ -365,6 +371,16 @@ VSD_HOST_SYMBOL char *get_proto_type(int proto);
 VSD_HOST_SYMBOL void parse_zel_cur_date_format_and_day_offset(char *text, char *format_out,
                                                               int *offset_out, int unused);
 
+/** Gives up the request's header text: hdr_buffer becomes null. A script asks for it. */
+VSD_HOST_SYMBOL void free_hdr_buf(connection *cptr);
+
+/** Gives up the received data: cur_buf becomes null and bytes 0. `flag` is always 0. */
+VSD_HOST_SYMBOL void free_retrieve_data(connection *cptr, int flag);
+
+/** Takes a socket out of whatever the host waits for. The library closes it right after and sets
+ * connection.fd to -1; the host must not touch the descriptor again. */
+VSD_HOST_SYMBOL void remove_select(int fd);
+
 /**
  * Computes a search variable anew, because the scratch variable that it searches has been saved.
  * Called once for each SearchInParamTable row of that scratch variable, in table order, after its
@@ -410,9 +426,14 @@ VSD_HOST_SYMBOL void vsd_error_log_ex(int severity, char *file, int line, char *
                                       connection *cptr, char *error_id, char *error_attr,
                                       char *format, ...) WZ_PRINTF(8, 9);
 
-/** Writes a time stamp and the message to the debug log if `level` has a bit in common with the
- * configured level mask. */
-VSD_HOST_SYMBOL void vsd_debug_tracelog(int level, char *format, ...) WZ_PRINTF(2, 3);
+/** Writes a message of a script to the host's trace log. The library has decided already that it is
+ * wanted; the message carries its own time stamp. The place is the library's. */
+VSD_HOST_SYMBOL void vsd_debug_tracelog(connection *cptr, char *file, int line, char *function,
+                                        char *format, ...) WZ_PRINTF(5, 6);
+
+/** A random number from `min` to `max`, both inclusive, as `format` (of `format_len` bytes, with
+ * one integer conversion) prints it. */
+VSD_HOST_SYMBOL int get_formated_random_number_int(char *format, int format_len, int min, int max);
 
 /** Writes the message to the error log and to standard error and ends the process with `status`,
  * running its exit handlers. Does not return. */

@@ -56,6 +56,7 @@
 #define WZ_SCRIPT_H
 
 #include <wz/wz_base.h>
+#include <wz/wz_request_buffer.h>
 #include <wz/wz_rsa.h>
 #include <wz/wzlb_crypt.h>
 #include <wz/wzlb_encode_decode.h>
@@ -358,6 +359,87 @@ WZ_API int wz_http_req_has_validator_ims(void);
 /** 1 if the request has an If-None-Match header, else 0. */
 WZ_API int wz_http_req_has_validator_if_none_match(void);
 
+/**
+ * The request as it was received: request line, headers and body, without a transfer coding.
+ *
+ *     int left;
+ *     RequestBuffer *block = wz_get_request_buf(&left);
+ *     for (; block; block = block->next, left -= VSD_REQUEST_BLOCK_SIZE)
+ *       use(block->buffer, left < VSD_REQUEST_BLOCK_SIZE ? left : VSD_REQUEST_BLOCK_SIZE);
+ *
+ * @param size  Out: the request's length in bytes, 0 when there is none. May be null.
+ * @return      The first of its blocks; null when there is none, also after wz_free_request_buf.
+ *              Valid until the response is sent.
+ */
+WZ_API RequestBuffer *wz_get_request_buf(int *size);
+
+/** Gives the received request back early, headers and data; a service of type 3 keeps its data.
+ * Variables that were filled from the request stay. */
+WZ_API void wz_free_request_buf(void);
+
+/**
+ * Numbers requests by a key: 0, 1, 2, ... for each.
+ *
+ * @param hashTableID  Not used: there is one table, in each worker process.
+ * @param value        The key.
+ * @param resetNo      A number that has reached this starts again from 0, so 3 gives 0, 1, 2, 0;
+ *                     with 0 it never does, because only an exact match counts, deliberately.
+ * @return             The key's number; -1 for a null key.
+ */
+WZ_API int wz_get_req_seq_number(char *hashTableID, char *value, int resetNo);
+
+/**
+ * Splits a text into fields.
+ *
+ * @param read_buf  The text. NULs are written over its delimiters, unlike elsewhere.
+ * @param fields    Out: where each field starts.
+ * @param token     Delimiters; runs of them count as one.
+ * @param max_flds  Room of `fields`.
+ * @return          Number of fields stored. More fields than that print "Total fields are more than
+ *                  max fields (N), remaining fields are ignored" on standard error.
+ */
+WZ_API int wz_get_tokens_api(char *read_buf, char **fields, char *token, int max_flds);
+
+/**
+ * Chooses a service time, which the host's setting for it takes in milliseconds.
+ *
+ * | mode | result                                                                          |
+ * |------|---------------------------------------------------------------------------------|
+ * | 0    | 0                                                                               |
+ * | 1    | a sample of the exponential distribution whose mean the host has set             |
+ * | 2    | `value1`                                                                        |
+ * | 3    | a random number from `value1` to `value2` - 1; `value1` when `value2` is no more |
+ * | 4    | grows geometrically with the load, from `value1` to `value2` at full load        |
+ *
+ * @return  The time; -1 for another mode, and for modes 1 and 3 in a host without generators.
+ */
+WZ_API int wz_get_svc_time(int mode, int value1, int value2);
+
+/** The controller's name, as the host has it from its configuration; null when it has none. */
+WZ_API char *wz_get_controller_name(void);
+
+/* ---- connection ---- */
+
+/** How many seconds the connection may stay idle behind this response before the host closes it;
+ * 0 or less: as the host has configured. */
+WZ_API void wz_ka_time(int ka_time);
+
+/** Resets the client's connection at once: the client gets no response. What the script does
+ * afterwards has no effect on the client. Returns 0. */
+WZ_API int wz_reset_connection(void);
+
+/**
+ * Kept for scripts that call it; forwarding is declared with the response.
+ *
+ * @param server_addr, proto  For the debug log.
+ * @param len                 Out: length of the response so far. May be null.
+ * @return                    Always null.
+ */
+WZ_API char *wz_http_forward_req(char *server_addr, int proto, int *len);
+
+/** Has the backend's response sent to the client. Both arguments are ignored. Returns 0. */
+WZ_API int wz_http_send_forward_rep_to_client(char *response_buf, int len);
+
 /* ---- response ---- */
 
 /**
@@ -415,6 +497,73 @@ WZ_API int check_alloc_url_data(void);
  */
 WZ_API int wz_encrypt_with_aes_128_cbc(unsigned char *key, unsigned char *iv, unsigned char *intext,
                                        unsigned char *cipher);
+
+/* ---- helpers ---- */
+
+/* Where the text of wz_exec_js comes from and where its result goes. */
+#define WZ_JS_TEXT 0  /**< the argument itself */
+#define WZ_JS_PARAM 1 /**< the variable that it names */
+#define WZ_JS_FILE 2  /**< the file that it names */
+
+/**
+ * Runs a JavaScript (ECMAScript 5) program and takes the value of its last expression, as text.
+ *
+ *     char sum[32], problem[128];
+ *     wz_save_string(wz_eval_string("var price = {price}; (price * 1.19).toFixed(2)"), "program");
+ *     if (wz_exec_js(WZ_JS_PARAM, "program", WZ_JS_TEXT, sum, sizeof sum, problem, 128) != 0)
+ *       wz_trace_log("js", problem);
+ *
+ * Each call starts with a fresh engine: nothing of an earlier program is left. A program that does
+ * not end holds the script; the host's limit on scripts (SCRIPT_TIMEOUT in vsd) ends both.
+ *
+ * @param inp_type     WZ_JS_TEXT, WZ_JS_PARAM (the variable's name takes up to 2046 characters) or
+ *                     WZ_JS_FILE.
+ * @param inp          The program, a variable's name or a file's name; not empty.
+ * @param out_type,out WZ_JS_TEXT: the buffer for the result and a NUL; what does not fit is cut.
+ *                     WZ_JS_PARAM: the variable to save it to. WZ_JS_FILE: the file to write it to;
+ *                     what was in it is gone.
+ * @param out_size     Bytes of the buffer.
+ * @param js_err_msg   Gets a message on failure, else the empty text. May be null.
+ * @param js_err_mlen  Bytes of `js_err_msg`.
+ * @return             0; -1 with a message.
+ */
+WZ_API int wz_exec_js(int inp_type, char *inp, int out_type, char *out, int out_size,
+                      char *js_err_msg, int js_err_mlen);
+
+/** An identifier that no other process of the machine has: seconds, process and a counter, in
+ * hexadecimal. Valid until the next call. */
+WZ_API char *wz_get_guid(void);
+
+/**
+ * MD5 of bytes, as 32 lower-case hexadecimal digits.
+ *
+ * @param buf           The bytes.
+ * @param len           Their number.
+ * @param checksum_buf  At least 33 bytes.
+ * @return              0; -1 for a null argument.
+ */
+WZ_API int wz_gen_md5_checksum(const unsigned char *buf, int len, unsigned char *checksum_buf);
+/** Writes 16 bytes as 32 lower-case hexadecimal digits and a NUL. */
+WZ_API void wz_md5_checksum_to_ascii(unsigned char *source, unsigned char *dest);
+
+/** Writes `src` backwards into `dest`, which has room for it, and returns `dest`. */
+WZ_API char *wz_strrev(char *src, char *dest);
+
+/**
+ * Writes "Msg|time|name|value" to the host's trace log. Whether it is written is a setting of the
+ * response, else of the service, else of the host.
+ *
+ * @param value  A template, which is expanded.
+ */
+WZ_API void wz_trace_log(char *name, char *value);
+
+/** A random number from `min` to `max` as text: a block of its own, to be given to free(). */
+WZ_API char *wz_get_random_num(int min, int max);
+/** A random number from `min` to `max`. */
+WZ_API int wz_get_random_num_int(int min, int max);
+/** The first two digits of a unique number, deliberately no more: for a whole one declare a
+ * wz_unique_number_var. A block of its own, to be given to free(). */
+WZ_API char *wz_get_unique_number(void);
 
 WZ_END_DECLS
 

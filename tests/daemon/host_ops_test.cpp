@@ -43,10 +43,12 @@ TEST_F(HostLogTest, WritesDebugLinesThatPassBothMasks) {
   debug(0xFF00, 512 | 8, "on");
   debug(0xFF0000, 512, "level");
   debug(0xFF, 8, "module");
-  vsd_debug_tracelog(0xFF, const_cast<char*>("trace %d"), 1);
-  const std::regex lines(
-      "\n\\d\\d/\\d\\d/\\d\\d \\d\\d:\\d\\d:\\d\\d\\|a\\.c\\|7\\|f\\|<on>"
-      "\n\\d\\d/\\d\\d/\\d\\d \\d\\d:\\d\\d:\\d\\d\\|trace 1");
+  vsd_debug_tracelog(nullptr, nullptr, 0, nullptr, const_cast<char*>("nowhere"));
+  vsd::set_host_trace_log(folder_.path() / "trace.log", 0);
+  vsd_debug_tracelog(nullptr, nullptr, 0, nullptr, const_cast<char*>("trace %d"), 1);
+  EXPECT_EQ(content_of(folder_.path() / "trace.log"), "trace 1\n");
+  vsd::set_host_trace_log("", 0);
+  const std::regex lines("\n\\d\\d/\\d\\d/\\d\\d \\d\\d:\\d\\d:\\d\\d\\|a\\.c\\|7\\|f\\|<on>");
   EXPECT_TRUE(std::regex_match(content_of(debug_), lines)) << content_of(debug_);
 }
 
