@@ -4,10 +4,13 @@
 #include <wz/vsd_host.h>
 #include <wz/wzlb_alloc.h>
 #include <wz/wzlb_date_var.h>
+#include <wz/wzlb_poi.h>
 
 #include <algorithm>
 #include <charconv>
+#include <cstdlib>
 #include <cstring>
+#include <ctime>
 #include <memory>
 #include <random>
 #include <string>
@@ -17,6 +20,7 @@
 #include "daemon/host_ops/date_reference.h"
 #include "daemon/host_ops/host_ops.h"
 #include "daemon/host_ops/resolved_name.h"
+#include "daemon/host_ops/worker_place.h"
 #include "daemon/service/connection_state.h"
 #include "daemon/service/name_table.h"
 #include "daemon/service/service_image.h"
@@ -26,6 +30,8 @@ namespace {
 
 constexpr std::string_view kBlanks = " \t";
 constexpr std::string_view kDefaultFormat = "%m/%d/%Y";
+constexpr std::size_t kMostTexts =
+    100;  // kept of one date: scripts can make up formats without end
 // Longer results cannot be handed over, and strftime would stop there.
 constexpr std::size_t kMaxFormat = VSD_DATE_FORMAT_SIZE - 1;
 
@@ -47,72 +53,111 @@ std::optional<int> signed_number(std::string_view text) {
   return error == std::errc{} && stop == end ? std::optional(number) : std::nullopt;
 }
 
-struct WorkerPlace {
-  int index = 0;
-  int count = 1;
-};
-
-WorkerPlace& worker_place() {
+WorkerPlace& place_of_this() noexcept {
   static WorkerPlace place;
   return place;
 }
 
 // This process's share of the seconds of unique dates.
 Zel_uniq_date_time_data own_slice() {
-  const auto [index, count] = worker_place();
+  const auto& [index, count] = worker_place();
   std::vector<Zel_uniq_date_time_data> slices(static_cast<std::size_t>(count));
   wzlb_fill_uniq_date_time(slices.data(), count);
   return slices[static_cast<std::size_t>(index)];
 }
 
-// What one declaration has handed out in this process.
-struct DateState {
-  unsigned long long request = 0;  // the number of the request at the last draw; 0: never
-  int day = 0;                     // drawn for that request
-  Zel_uniq_date_time_data slice = own_slice();
-  Zel_uniq_date_time_data slice_before = slice;  // that request's state, to repeat its second
-};
+// The seconds that each declaration has left in this process.
+using Slices = std::unordered_map<const DateRow*, Zel_uniq_date_time_data>;
 
-DateState& state_of(const DateRow& row) {
-  static std::unordered_map<const DateRow*, DateState> states;
-  return states[&row];
+Slices& slices() {
+  static Slices all;
+  return all;
 }
 
+Zel_uniq_date_time_data& slice_of(const DateRow& row) {
+  const auto found = slices().find(&row);
+  return found != slices().end() ? found->second
+                                 : slices().emplace(&row, own_slice()).first->second;
+}
+
+// 0 for a date without a range.
 int draw_day(const DateRow& row) {
-  static std::minstd_rand generator{std::random_device{}()};
-  return std::uniform_int_distribution<int>(row.min_days, row.max_days)(generator);
+  if (row.max_days == 0) {
+    return 0;
+  }
+  if (g_urand_gen_idx < 0) {
+    seed_host_generators(std::random_device{}(), worker_place().index, 1);
+  }
+  return row.min_days +
+         static_cast<int>(wz_get_random_max(g_urand_gen_idx, row.max_days - row.min_days + 1));
 }
 
 bool needs_rendering(const DateRow& row) {
-  return row.time_offset != 0 || row.day_type != 0 || row.unique || row.max_days > 0;
+  return row.once_per_session || row.time_offset != 0 || row.day_type != 0 || row.unique ||
+         row.max_days > 0;
 }
 
 struct FreeTracked {
   void operator()(char* text) const noexcept { WZLB_FREE(text, "date value", -1); }
 };
 
-unsigned long long request_number() {
-  return cur_cptr != nullptr ? static_cast<const HostConnection*>(cur_cptr)->request_number : 0;
+// How far a value is from now.
+struct Shift {
+  int days;
+  int seconds;
+};
+
+std::string print(const DateRow& row, const std::string& format, Shift shift,
+                  Zel_uniq_date_time_data& slice) {
+  int length = 0;
+  const std::unique_ptr<char, FreeTracked> value(
+      wzlb_get_formated_cur_date(static_cast<int>(format.size()), const_cast<char*>(format.c_str()),
+                                 shift.days, row.time_offset + shift.seconds, row.day_type,
+                                 row.unique ? 1 : 0, &slice, worker_place().count, &length));
+  return {value.get(), static_cast<std::size_t>(length)};
+}
+
+// The same moment as at the first use in this connection, in another format. The library counts
+// from now, so now must not change meanwhile.
+std::string print_again(const DateRow& row, const std::string& format, int day_offset,
+                        const SessionDate& date) {
+  std::string text;
+  std::time_t now = 0;
+  do {
+    now = std::time(nullptr);
+    Zel_uniq_date_time_data slice = date.slice;
+    text = print(row, format, {day_offset + date.day, static_cast<int>(date.base - now)}, slice);
+  } while (now != std::time(nullptr));
+  return text;
+}
+
+std::string print_first(const DateRow& row, const std::string& format, int day_offset,
+                        SessionDate& date) {
+  date.base = std::time(nullptr);
+  date.day = draw_day(row);
+  Zel_uniq_date_time_data& slice = slice_of(row);
+  date.slice = slice;
+  std::string text = print(row, format, {day_offset + date.day, 0}, slice);
+  date.slice.init_time = slice.init_time;  // fixed by the first use
+  return text;
 }
 
 std::string render(const DateRow& row, const std::string& format, int day_offset) {
-  DateState& state = state_of(row);
-  const bool repeats = row.once_per_request && state.request == request_number();
-  if (!repeats) {
-    state.request = request_number();
-    state.day = row.max_days > 0 ? draw_day(row) : 0;
-    state.slice_before = state.slice;
+  ConnectionState* state = ConnectionState::current();
+  if (!row.once_per_session || state == nullptr) {
+    return print(row, format, {day_offset + draw_day(row), 0}, slice_of(row));
   }
-  Zel_uniq_date_time_data repeated = state.slice_before;
-  int length = 0;
-  const std::unique_ptr<char, FreeTracked> value(wzlb_get_formated_cur_date(
-      static_cast<int>(format.size()), const_cast<char*>(format.c_str()), day_offset + state.day,
-      row.time_offset, row.day_type, row.unique ? 1 : 0, repeats ? &repeated : &state.slice,
-      worker_place().count, &length));
-  if (!repeats && state.slice_before.init_time != state.slice.init_time) {
-    state.slice_before.init_time = state.slice.init_time;  // fixed by the first use
+  SessionDate& date = state->session().dates[&row];
+  const std::string key = std::to_string(day_offset) + ' ' + format;
+  if (const auto found = date.texts.find(key); found != date.texts.end()) {
+    return found->second;
   }
-  return {value.get(), static_cast<std::size_t>(length)};
+  std::string text = date.base == 0 ? print_first(row, format, day_offset, date)
+                                    : print_again(row, format, day_offset, date);
+  if (date.texts.size() < kMostTexts) {
+    date.texts.emplace(key, text);
+  }
+  return text;
 }
 
 std::string escape_percent(std::string_view text) {
@@ -168,8 +213,14 @@ DateReference read_date_reference(std::string_view text) {
   return reference;
 }
 
+const WorkerPlace& worker_place() noexcept {
+  return place_of_this();
+}
+
 void set_host_process(int index, int count) {
-  worker_place() = {index, count};
+  place_of_this() = {index, count};
+  slices().clear();
+  ::setenv("CHILD_INDEX", std::to_string(index).c_str(), 1);  // the library reads it there
 }
 
 }  // namespace vsd

@@ -6,6 +6,7 @@
 #include <string_view>
 #include <unordered_map>
 
+#include "daemon/host_ops/generated_value.h"
 #include "daemon/host_ops/resolved_name.h"
 #include "daemon/service/name_table.h"
 
@@ -48,6 +49,7 @@ int vsd_hash_table_shm_get_param(char* table, char* name, int name_len, long nex
   const int code = vsd::find_name(table, {name, static_cast<std::size_t>(name_len)}, next_state);
   if (code >= 0) {
     vsd::resolved() = {table, code};
+    vsd::on_lookup(table, code);
   }
   return code;
 }

@@ -253,6 +253,7 @@ void Exchange::serve(std::size_t body_size, std::size_t request_size, TimePoint 
   request.target = origin_form(request.head.substr(head_.method.size() + 1, head_.target.size()));
   request.body = bytes.substr(head_size_, body_size);
   request.socket = socket_;
+  request.session = &session_;
   request.version = head_.version;
   request.has_if_modified_since = head_.has_if_modified_since;
   request.has_if_none_match = head_.has_if_none_match;

@@ -17,6 +17,7 @@
 #include <array>
 #include <chrono>
 #include <cstddef>
+#include <memory>
 #include <span>
 #include <string>
 #include <string_view>
@@ -129,6 +130,7 @@ class Exchange {
   bool input_ended_ = false;
   bool linger_ = false;
   int socket_;
+  std::unique_ptr<Session> session_;  // the handler's
 
   static constexpr std::size_t kNotHeld = static_cast<std::size_t>(-1);
 };

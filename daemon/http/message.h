@@ -4,10 +4,20 @@
 
 #include <chrono>
 #include <cstdint>
+#include <memory>
 #include <string>
 #include <string_view>
 
 namespace vsd::http {
+
+// What the handler keeps with a client's connection; gone with it.
+class Session {
+ public:
+  Session() = default;
+  Session(const Session&) = delete;
+  Session& operator=(const Session&) = delete;
+  virtual ~Session() = default;
+};
 
 // A complete, valid request. All views live until the handler returns.
 struct Request {
@@ -17,7 +27,8 @@ struct Request {
   std::string_view head;    // raw text from the request line through the blank line
   std::string_view body;    // transfer coding removed; may hold NULs
   int socket = -1;
-  int version = 11;  // 10 or 11 for HTTP/1.0 and 1.1
+  std::unique_ptr<Session>* session = nullptr;  // the connection's, empty at first; null: none
+  int version = 11;                             // 10 or 11 for HTTP/1.0 and 1.1
   bool has_if_modified_since = false;
   bool has_if_none_match = false;
 };

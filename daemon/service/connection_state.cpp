@@ -16,6 +16,12 @@ constexpr int hex_value(char c) {
   return lower >= 'a' && lower <= 'f' ? lower - 'a' + 10 : -1;
 }
 
+// One request is served at a time.
+ConnectionState*& current_state() noexcept {
+  static ConnectionState* current = nullptr;
+  return current;
+}
+
 int flags_of(const http::Request& request) {
   return (request.has_if_modified_since ? VSD_FLAG_IF_MODIFIED_SINCE : 0) |
          (request.has_if_none_match ? VSD_FLAG_IF_NONE_MATCH : 0);
@@ -54,6 +60,17 @@ void append_query_decoded(std::string_view text, std::string& out) {
       out += text[i] == '+' ? ' ' : text[i];
     }
   }
+}
+
+ConnectionState* ConnectionState::current() noexcept {
+  return current_state();
+}
+
+SessionValues& ConnectionState::session() {
+  if (*session_ == nullptr) {
+    *session_ = std::make_unique<SessionValues>();
+  }
+  return static_cast<SessionValues&>(**session_);
 }
 
 ConnectionState::ConnectionState(const ServiceImage& image)
@@ -107,7 +124,10 @@ void ConnectionState::begin(const ServiceView& service, const http::Request& req
   record_.callback_variable[0] = '\0';
   record_.callback_variable1[0] = '\0';
   cur_cptr = &record_;
-  ++record_.request_number;
+  has_generated_ = !service.generated().empty();
+  own_session_.reset();
+  session_ = request.session != nullptr ? request.session : &own_session_;
+  current_state() = this;
   g_req_count = load_.count(LoadMeter::Clock::now());
   fill(service, request);
 }
@@ -169,6 +189,7 @@ void ConnectionState::end() noexcept {
   record_.scptr = nullptr;
   record_.uvtable = nullptr;
   current_ = nullptr;
+  current_state() = nullptr;
   cur_cptr = nullptr;
   cur_url = nullptr;
   kpi_magic = nullptr;  // it points into a buffer of the script

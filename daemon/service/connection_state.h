@@ -4,6 +4,7 @@
 
 #include <wz/vsd_host.h>
 
+#include <memory>
 #include <optional>
 #include <string>
 #include <string_view>
@@ -14,6 +15,7 @@
 #include "daemon/service/request_blocks.h"
 #include "daemon/service/search_runner.h"
 #include "daemon/service/service_image.h"
+#include "daemon/service/session_values.h"
 #include "daemon/service/variable_table.h"
 
 namespace vsd {
@@ -23,7 +25,6 @@ class ConnectionState;
 // The record behind every cur_cptr of this host, so that a host operation finds its way back.
 struct HostConnection : connection {
   ConnectionState* state = nullptr;
-  unsigned long long request_number = 0;  // of the current request in this process; 0: none yet
 };
 
 // One per worker: requests are served one at a time. Not movable, because scripts and the library
@@ -45,12 +46,23 @@ class ConnectionState {
   // that refer to the request. Without a begin() it does nothing.
   void end() noexcept;
 
+  // The one whose request is being served; null between requests.
+  [[nodiscard]] static ConnectionState* current() noexcept;
+
   [[nodiscard]] connection& record() { return record_; }
   [[nodiscard]] const connection& record() const { return record_; }
   // A script has reset the client's connection.
   [[nodiscard]] bool is_reset() const { return record_.fd < 0 && socket_ >= 0; }
   // What wz_get_url returns while it may be called: the request target, NUL-terminated.
   [[nodiscard]] char* url() { return url_.data(); }
+
+  // Whether variables of the service get their values only when they are looked up.
+  [[nodiscard]] bool has_generated() const { return has_generated_; }
+  // An entry of the current request's variable table.
+  [[nodiscard]] UserVarEntry& entry(std::size_t slot) { return current_->table[slot]; }
+  // What stays the same as long as the client's connection, or, for a request without one, until
+  // the next request.
+  [[nodiscard]] SessionValues& session();
 
   // Runs every search with this hash code over the current value of the variable that it searches.
   void rerun_search(int hash_code);
@@ -71,6 +83,9 @@ class ConnectionState {
   std::vector<std::optional<ServiceState>>
       services_;  // by position in the image, made on first use
   ServiceState* current_ = nullptr;
+  bool has_generated_ = false;
+  std::unique_ptr<http::Session>* session_ = &own_session_;
+  std::unique_ptr<http::Session> own_session_;  // for requests without a connection
   HostConnection record_{};
   int socket_ = -1;  // the client's
   LoadMeter load_;

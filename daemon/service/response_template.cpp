@@ -7,12 +7,15 @@
 #include <charconv>
 #include <cstring>
 #include <limits>
+#include <utility>
+
+#include "daemon/service/connection_state.h"
 
 namespace vsd {
 namespace {
 
 // Kinds whose value lies in the connection's variable table, as a bit per kind. The others are
-// computed at each use.
+// computed at each use, as are those that the daemon makes up.
 constexpr std::uint32_t kinds(std::initializer_list<int> list) {
   std::uint32_t bits = 0;
   for (const int kind : list) {
@@ -20,8 +23,7 @@ constexpr std::uint32_t kinds(std::initializer_list<int> list) {
   }
   return bits;
 }
-constexpr std::uint32_t kStoredKinds =
-    kinds({2, 3, 5, 8, 9, 10, 11, 12, 14, 15, 16, 17, 20, 21, 23, 24, 25});
+constexpr std::uint32_t kStoredKinds = kinds({2, 3, 5, 8, 12, 14, 15, 16, 17, 20, 21, 23, 24, 25});
 constexpr std::uint32_t kIndexableKinds = kinds({2, 3, 5, 15, 16, 17, 20, 23, 24, 25});
 
 constexpr bool has_kind(std::uint32_t set, int kind) {
@@ -41,6 +43,18 @@ bool is_count(std::string_view suffix) {
 bool asks_for_milliseconds(std::string_view reference) {
   return reference.find("%MS") != std::string_view::npos ||
          reference.find("%ms") != std::string_view::npos;
+}
+
+PieceKind computed_kind(Steadiness steadiness, std::string_view reference) {
+  switch (steadiness) {
+    case Steadiness::session:
+      return PieceKind::session;
+    case Steadiness::second:
+      return asks_for_milliseconds(reference) ? PieceKind::reference : PieceKind::steady;
+    case Steadiness::none:
+      break;
+  }
+  return PieceKind::reference;
 }
 
 // The piece that {base_suffix} stands for; offset and length are the caller's.
@@ -87,8 +101,7 @@ std::optional<TemplatePiece> compile_reference(std::string_view reference,
     if (has_kind(kStoredKinds, target->var_type)) {
       piece.kind = PieceKind::value;
     } else {
-      piece.kind = target->is_steady && !asks_for_milliseconds(reference) ? PieceKind::steady
-                                                                          : PieceKind::reference;
+      piece.kind = computed_kind(target->steadiness, reference);
     }
     piece.slot = target->slot;
     return piece;
@@ -173,6 +186,9 @@ void TemplateEvaluator::append(std::string_view text, std::span<const TemplatePi
       case PieceKind::reference:
         append_reference(source, out);
         break;
+      case PieceKind::session:
+        append_session(piece, source, out);
+        break;
       case PieceKind::steady:
         append_steady(piece, source, out);
         break;
@@ -186,6 +202,22 @@ void TemplateEvaluator::append_reference(std::string_view reference, std::string
   if (const char* value = wz_eval_string(reference_.data())) {
     out.append(value);
   }
+}
+
+void TemplateEvaluator::append_session(const TemplatePiece& piece, std::string_view reference,
+                                       std::string& out) {
+  ConnectionState* state = ConnectionState::current();
+  if (state == nullptr) {
+    append_reference(reference, out);
+    return;
+  }
+  const auto [found, is_new] = state->session().texts.try_emplace(&piece);
+  if (is_new) {
+    std::string text;
+    append_reference(reference, text);  // may add to the session too
+    state->session().texts[&piece] = std::move(text);
+  }
+  out.append(state->session().texts[&piece]);
 }
 
 // Formatting a date costs as much as all the rest of a template.

@@ -27,8 +27,12 @@ enum class PieceKind : std::uint16_t {
   value,      // {name}: a value that lies in the connection's variable table
   element,    // {name_N}: an element of an array variable
   reference,  // anything that the library computes: dates, counts, index and system variables
-  steady,     // computed too, but the same for every request of a second: most dates
+  steady,     // computed too, but the same for every request of a second: some dates
+  session,    // computed, and the same for every request of a client's connection
 };
+
+// How long a computed value stays the same.
+enum class Steadiness : std::uint8_t { none, second, session };
 
 // A plain record that refers to the template's text by distance, so that it can lie in the shared
 // service image.
@@ -44,7 +48,7 @@ struct TemplatePiece {
 struct VariableTarget {
   int var_type = 0;        // enum vsd_var_kind
   std::uint16_t slot = 0;  // index into the connection's variable table
-  bool is_steady = false;  // depends on nothing but the second it is evaluated in
+  Steadiness steadiness = Steadiness::none;
 };
 
 // Looks up a variable of the service; nothing when there is none of that name.
@@ -69,6 +73,7 @@ class TemplateEvaluator {
   };
 
   void append_reference(std::string_view reference, std::string& out);
+  void append_session(const TemplatePiece& piece, std::string_view reference, std::string& out);
   void append_steady(const TemplatePiece& piece, std::string_view reference, std::string& out);
 
   std::string reference_;  // NUL-terminated copy for the library, reused

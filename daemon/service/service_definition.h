@@ -63,9 +63,20 @@ struct DateSource {
   int time_offset = 0;  // seconds
   int day_type = 0;     // 0 any, 1 working, 2 non-working
   bool unique = false;
-  bool once_per_request = true;  // REFRESH=SESSION; otherwise each use gets a value of its own
+  bool once_per_session = true;  // REFRESH=SESSION; otherwise each use gets a value of its own
   int min_days = 0;              // with max_days: a random day in this range
   int max_days = 0;
+};
+
+// wz_random_number_var, wz_random_string_var, wz_unique_number_var: made up when it is used.
+struct GeneratedSource {
+  short kind = VSD_RANDOM_NUMBER_VAR;  // enum vsd_var_kind
+  std::string text;                    // format of a number, character set of a string
+  int min = 0;                         // of a random number; shortest string
+  int max = 0;                         // inclusive
+  int digits = 0;                      // of a unique number
+  int faker_class = -1;                // of a string with a class, its arguments included
+  bool once_per_session = true;        // as for dates
 };
 
 // wz_index_var: the row of a file that the value of another variable selects.
@@ -81,7 +92,8 @@ struct IndexSource {
 struct VariableDefinition {
   std::string name;
   int line = 0;
-  std::variant<ScratchSource, SearchSource, QuerySource, RequestSource, DateSource, IndexSource>
+  std::variant<ScratchSource, SearchSource, QuerySource, RequestSource, DateSource, GeneratedSource,
+               IndexSource>
       source;
   short kind = SCRATCH_VAR;  // enum vsd_var_kind
   bool is_array = false;

@@ -42,6 +42,10 @@ class ServiceView {
     return *reinterpret_cast<const cr_scontents*>(address(record_->cr_scptr_idx));
   }
 
+  // What the library passes to every lookup of a name.
+  [[nodiscard]] const char* name_table() const {
+    return reinterpret_cast<const char*>(&block()) + block().var_hash_table_idx;
+  }
   // The variable's hash code, or -1.
   [[nodiscard]] int find_variable(std::string_view variable) const;
   [[nodiscard]] const VarTransTableEntry& variable(int hash_code) const;
@@ -57,6 +61,9 @@ class ServiceView {
     return record_->requests.in(record_);
   }
   [[nodiscard]] std::span<const DateRow> dates() const { return record_->dates.in(record_); }
+  [[nodiscard]] std::span<const GeneratedRow> generated() const {
+    return record_->generated.in(record_);
+  }
   [[nodiscard]] std::span<const IndexRow> indexes() const { return record_->indexes.in(record_); }
   [[nodiscard]] std::span<const TextRef> keys(const IndexRow& index) const {
     return index.keys.in(record_);

@@ -219,8 +219,15 @@ class ServiceBuilder {
     row.min_days = date.min_days;
     row.max_days = date.max_days;
     row.unique = date.unique;
-    row.once_per_request = date.once_per_request;
+    row.once_per_session = date.once_per_session;
     dates_.push_back(row);
+  }
+
+  void add_source(const GeneratedSource& generated) {
+    prototypes_.push_back({});
+    set_table_index(generated_.size());
+    generated_.push_back({pool_.add(generated.text), generated.kind, generated.min, generated.max,
+                          generated.digits, generated.faker_class, generated.once_per_session});
   }
 
   void add_source(const IndexSource& index) {
@@ -249,6 +256,7 @@ class ServiceBuilder {
     record_.queries = place(queries_);
     record_.requests = place(requests_);
     record_.dates = place(dates_);
+    record_.generated = place(generated_);
     record_.indexes = place(indexes_);
 
     std::vector<VarTableEntry> descriptors(indexes_.size());
@@ -262,15 +270,27 @@ class ServiceBuilder {
     block_.indexvar_start_idx = from_block(start);
   }
 
-  // A date whose value changes with the second and with nothing else.
-  bool is_steady(int code) const {
+  // How long the value that a reference finds stays the same.
+  Steadiness steadiness_of(int code) const {
     const auto index = static_cast<std::size_t>(code);
-    const DateSource* date = index < service_.variables.size()
-                                 ? std::get_if<DateSource>(&service_.variables[index].source)
-                                 : nullptr;
-    return date != nullptr && !date->unique && date->max_days == 0 &&
-           date->format.find("%MS") == std::string::npos &&
-           date->format.find("%ms") == std::string::npos;
+    if (index >= service_.variables.size()) {
+      return Steadiness::none;
+    }
+    const auto& source = service_.variables[index].source;
+    if (const auto* generated = std::get_if<GeneratedSource>(&source)) {
+      return generated->once_per_session ? Steadiness::session : Steadiness::none;
+    }
+    const auto* date = std::get_if<DateSource>(&source);
+    if (date == nullptr) {
+      return Steadiness::none;
+    }
+    if (date->once_per_session) {
+      return Steadiness::session;
+    }
+    const bool is_steady = !date->unique && date->max_days == 0 &&
+                           date->format.find("%MS") == std::string::npos &&
+                           date->format.find("%ms") == std::string::npos;
+    return is_steady ? Steadiness::second : Steadiness::none;
   }
 
   Rows<TemplatePiece> compile(std::string_view text) {
@@ -281,7 +301,7 @@ class ServiceBuilder {
       }
       const VarTransTableEntry& entry = translations_[static_cast<std::size_t>(found->second)];
       return std::optional(
-          VariableTarget{entry.var_type, entry.user_var_table_idx, is_steady(found->second)});
+          VariableTarget{entry.var_type, entry.user_var_table_idx, steadiness_of(found->second)});
     }));
   }
 
@@ -337,6 +357,7 @@ class ServiceBuilder {
   std::vector<QueryRow> queries_;
   std::vector<RequestRow> requests_;
   std::vector<DateRow> dates_;
+  std::vector<GeneratedRow> generated_;
   std::vector<IndexRow> indexes_;
   std::vector<std::size_t> index_values_;  // where each one's PointerTableEntry rows start
 };

@@ -78,7 +78,17 @@ struct DateRow {
   int min_days = 0;
   int max_days = 0;
   bool unique = false;
-  bool once_per_request = true;
+  bool once_per_session = true;
+};
+
+struct GeneratedRow {
+  TextRef text;  // format or character set
+  short kind = VSD_RANDOM_NUMBER_VAR;
+  int min = 0;
+  int max = 0;
+  int digits = 0;
+  int faker_class = -1;
+  bool once_per_session = true;
 };
 
 // Belongs to the VarTableEntry of the same position; keys[i] selects row i.
@@ -145,6 +155,7 @@ struct ServiceRecord : scontents {
   Rows<QueryRow> queries;
   Rows<RequestRow> requests;
   Rows<DateRow> dates;
+  Rows<GeneratedRow> generated;
   Rows<IndexRow> indexes;
   Rows<ResponseRow> responses;  // in the order to try: the one without a condition is last
 };

@@ -9,6 +9,7 @@
 #include <limits>
 
 #include "daemon/service/date_declaration.h"
+#include "daemon/service/generated_declarations.h"
 
 namespace vsd {
 namespace {
@@ -132,6 +133,23 @@ void read_date(DeclarationFields& fields, const DeclarationPlace& place, const R
   variable.source = std::move(date);
 }
 
+// The declaration's text tells which of the three it is.
+void read_generated(DeclarationFields& fields, const DeclarationPlace& place, const Report& report,
+                    VariableDefinition& variable) {
+  for (const std::string_view keyword : {"format", "min", "max", "REFRESH", "Charset", "Class"}) {
+    fields.allow(keyword);
+  }
+  GeneratedSource generated;
+  const std::string_view api =
+      trim_blanks(std::string_view(place.text).substr(0, place.text.find('(')));
+  if (std::string problem = read_generated_declaration(api, place.text, place.line, generated);
+      !problem.empty()) {
+    report(std::move(problem));
+  }
+  variable.kind = generated.kind;
+  variable.source = std::move(generated);
+}
+
 // Each line of the file has columns; the first one is the key.
 std::vector<IndexSource::Row> read_rows(std::string_view text, char delimiter, int column) {
   std::vector<IndexSource::Row> rows;
@@ -176,10 +194,11 @@ VariableReader find_variable_reader(std::string_view api) {
     VariableReader read;
   };
   constexpr Known readers[] = {
-      {"wz_scratch_var", read_scratch}, {"wz_scratch_array", read_scratch_array},
-      {"wz_search_var", read_search},   {"wz_query_var", read_query},
-      {"wz_request_var", read_request}, {"wz_date_var", read_date},
-      {"wz_index_var", read_index},
+      {"wz_scratch_var", read_scratch},         {"wz_scratch_array", read_scratch_array},
+      {"wz_search_var", read_search},           {"wz_query_var", read_query},
+      {"wz_request_var", read_request},         {"wz_date_var", read_date},
+      {"wz_random_number_var", read_generated}, {"wz_random_string_var", read_generated},
+      {"wz_unique_number_var", read_generated}, {"wz_index_var", read_index},
   };
   for (const Known& known : readers) {
     if (known.api == api) {

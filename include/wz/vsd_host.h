@@ -66,6 +66,9 @@ enum vsd_var_kind {
   VSD_DATE_VAR = 4,              /**< see parse_zel_cur_date_format_and_day_offset */
   VSD_QUERY_VAR = 5,             /**< parameter of the URL's query */
   VSD_REQUEST_VAR = 8,           /**< raw part of the request */
+  VSD_RANDOM_NUMBER_VAR = 9,     /**< made up: see vsd_hash_table_shm_get_param */
+  VSD_RANDOM_STRING_VAR = 10,    /**< made up, fake data too */
+  VSD_UNIQUE_NUMBER_VAR = 11,    /**< made up */
   VSD_INDEX_VAR = 13,            /**< see get_index_var_idx */
   VSD_GLOBAL_INDEX_VAR = 18,     /**< see update_column_value_in_db */
   SYS_VAR_HTTP_METHOD_TYPE = 22, /**< see get_http_method */
@@ -307,7 +310,8 @@ VSD_HOST_SYMBOL extern int total_idxds_entries;
  * Looks a variable up by name. Called for every reference in every template: make it constant time.
  *
  * A lookup that succeeds is also remembered, because parse_zel_cur_date_format_and_day_offset is
- * not told which variable it is called for.
+ * not told which variable it is called for. And it precedes each use of a value: a host whose
+ * variables have another value at every use puts that into uvtable here.
  *
  * @param table       Address of the service's name table, in whatever form the host builds it.
  * @param name        The name, `name_len` bytes, without a NUL.

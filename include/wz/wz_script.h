@@ -561,6 +561,8 @@ WZ_API void wz_trace_log(char *name, char *value);
 WZ_API char *wz_get_random_num(int min, int max);
 /** A random number from `min` to `max`. */
 WZ_API int wz_get_random_num_int(int min, int max);
+/** `min` to `max` random letters A to Z: a block of its own, to be given to free(). */
+WZ_API char *wz_get_random_str(int min, int max);
 /** The first two digits of a unique number, deliberately no more: for a whole one declare a
  * wz_unique_number_var. A block of its own, to be given to free(). */
 WZ_API char *wz_get_unique_number(void);

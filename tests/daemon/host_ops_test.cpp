@@ -133,15 +133,18 @@ TEST_F(HostDateTest, AppliesTheDeclarationAndTheReference) {
   });
 }
 
-TEST_F(HostDateTest, DrawsADayOncePerRequestOrAtEachUse) {
+TEST_F(HostDateTest, DrawsADayOncePerConnectionOrAtEachUse) {
   serve(R"(wz_date_var(once, format="%F", MinDays=1, MaxDays=200);
            wz_date_var(each, format="%F", MinDays=1, MaxDays=200, REFRESH=USE);)");
   std::set<std::string> requests;
   std::set<std::string> uses;
   for (int i = 0; i < 20; ++i) {
+    connect();
     request(wz::test::kPlainHead);
     const std::string once = eval("{once}");
+    request(wz::test::kPlainHead);
     EXPECT_EQ(eval("{once,%Y}{once,-%m-%d}"), once);
+    EXPECT_EQ(eval("{once}"), once);
     requests.insert(once);
     uses.insert({eval("{each}"), eval("{each}")});
   }
@@ -156,9 +159,11 @@ TEST_F(HostDateTest, HandsOutEachUniqueSecondOnce) {
   serve(R"(wz_date_var(once, format="%s", UNIQUE=YES);)");
   std::set<long> seconds;
   for (int i = 0; i < 10; ++i) {
+    connect();
     request(wz::test::kPlainHead);
     const long second = std::stol(eval("{once}"));
-    EXPECT_EQ(std::stol(eval("{once}")), second);
+    request(wz::test::kPlainHead);
+    EXPECT_EQ(std::stol(eval("{once, %s}")), second);
     seconds.insert(second);
   }
   EXPECT_EQ(seconds.size(), 10U);

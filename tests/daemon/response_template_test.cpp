@@ -14,7 +14,9 @@ std::optional<VariableTarget> resolve(std::string_view name) {
       {"today", {VSD_DATE_VAR, 2}},
       {"stock", {VSD_INDEX_VAR, 3}},
       {"method", {SYS_VAR_HTTP_METHOD_TYPE, 4}},
-      {"steady", {VSD_DATE_VAR, 7, true}},
+      {"steady", {VSD_DATE_VAR, 7, Steadiness::second}},
+      {"kept", {VSD_RANDOM_NUMBER_VAR, 8, Steadiness::session}},
+      {"number", {VSD_UNIQUE_NUMBER_VAR, 9}},
       {"items_2", {VSD_QUERY_VAR, 5}},
       {"gone", {8, 6}}};
   const auto found = variables.find(name);
@@ -38,7 +40,9 @@ std::string describe(std::string_view text) {
     } else if (piece.kind == PieceKind::element) {
       description += "<e" + slot + "." + std::to_string(piece.element) + ">";
     } else {
-      description += piece.kind == PieceKind::steady ? "<s" : "<r";
+      description += piece.kind == PieceKind::steady    ? "<s"
+                     : piece.kind == PieceKind::session ? "<c"
+                                                        : "<r";
       description.append(source).append(">");
     }
   }
@@ -62,6 +66,7 @@ TEST(ResponseTemplate, InnermostBracesOfKnownVariablesAreReferences) {
       {"{today}{today,%Y-%m-%d}", "<r{today}><r{today,%Y-%m-%d}>"},
       {"{steady}{steady,%H}{steady,%S.%MS}{steady,%ms}",
        "<s{steady}><s{steady,%H}><r{steady,%S.%MS}><r{steady,%ms}>"},
+      {"{kept}{kept,%MS}{number}{kept_1}", "<c{kept}><c{kept,%MS}><r{number}>{kept_1}"},
       {"{stock}{method}", "<r{stock}><r{method}>"},
       {"{items}{items_1}{items_03}{items_2}", "<v1><e1.1><e1.3><v5>"},
       {"{items_count}{items_COUNT}{order_id_count}",

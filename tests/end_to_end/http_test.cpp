@@ -64,7 +64,10 @@ TEST(HttpEndToEnd, AWorkerThatIsStuckInAScriptIsReplaced) {
   root.write("correlation/p/s/services/stuck/r.txt", "done");
   root.write("correlation/p/s/services/stuck/script.c",
              "#include <string.h>\n#include <wz/wz_script.h>\n"
-             "void post_recv(void) { while (strstr(wz_get_url(), \"ever\")) {} }\n");
+             "void post_recv(void) {\n"
+             "  char out[8];\n"
+             "  wz_exec_js(WZ_JS_TEXT, strstr(wz_get_url(), \"ever\") ? \"for (;;);\" : \"1\",\n"
+             "             WZ_JS_TEXT, out, 8, 0, 0);\n}\n");
   VsdProcess vsd(root.path(), "SCRIPT_TIMEOUT 1\n");
   const RawClient client(vsd.port());
   client.send("GET /stuck?ever HTTP/1.1\r\nHost: a\r\n\r\n");

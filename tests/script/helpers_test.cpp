@@ -49,8 +49,7 @@ TEST_F(HelpersTest, RunsJavaScript) {
        {"1 +", "throw new Error('boom')", "({toString: function() { throw 'inner'; }})",
         "throw "
         "{toString: function() { throw 1; }}",
-        "(function f() { return f() + 1; })()", "new Array(1e9).join('x')",
-        "Symbol ? Symbol('s') : 0"}) {
+        "(function f() { return f() + 1; })()", "Symbol ? Symbol('s') : 0"}) {
     EXPECT_EQ(js(program).substr(0, lead.size()), lead) << program;
   }
   EXPECT_EQ(js("throw new Error('boom')"), lead + "Error: boom");
@@ -104,7 +103,8 @@ TEST_F(HelpersTest, TakesJavaScriptFromAndToEveryPlace) {
   };
   for (const auto& c : cases) {
     EXPECT_EQ(run(c.in_type, c.in, c.out_type, c.out), -1);
-    EXPECT_EQ(message.data(), c.message.substr(0, message.size() - 1));
+    EXPECT_TRUE(std::string(message.data()).starts_with(c.message.substr(0, message.size() - 1)))
+        << message.data();
   }
   EXPECT_EQ(wz_exec_js(0, arg("1+"), 0, out.data(), 8, nullptr, 0), -1);
 }
@@ -141,6 +141,8 @@ TEST_F(HelpersTest, WrapsTheGenerators) {
     const int drawn = wz_get_random_num_int(-2, 2);
     EXPECT_TRUE(drawn >= -2 && drawn <= 2) << drawn;
   }
+  const Block letters(wz_get_random_str(20, 30), std::free);
+  EXPECT_TRUE(std::regex_match(letters.get(), std::regex("[A-Z]{20,30}"))) << letters.get();
   const Block unique(wz_get_unique_number(), std::free);
   EXPECT_EQ(std::string(unique.get()).size(), 2U);
 }

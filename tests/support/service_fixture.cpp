@@ -57,6 +57,7 @@ void ServiceFixture::request(std::string_view head, std::string_view body) {
   text.target = target_;
   text.head = head_;
   text.body = body_;
+  text.session = session_.get();
   state_->begin(service(), text);
   cur_url = state_->url();
 }

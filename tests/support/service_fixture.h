@@ -32,6 +32,9 @@ class ServiceFixture : public ::testing::Test {
              std::string_view body = {});
   // The next request to the same service.
   void request(std::string_view head, std::string_view body = {});
+  // Requests from here on come through one client's connection, a new one with each call; without
+  // it each comes through its own.
+  void connect() { session_ = std::make_unique<std::unique_ptr<vsd::http::Session>>(); }
   // Ends the request, as after the response.
   void finish();
 
@@ -60,6 +63,7 @@ class ServiceFixture : public ::testing::Test {
   TemporaryFolder folder_;
   std::optional<vsd::ServiceImage> image_;
   std::unique_ptr<vsd::ConnectionState> state_;
+  std::unique_ptr<std::unique_ptr<vsd::http::Session>> session_;
   std::string head_;
   std::string target_;
   std::string body_;

@@ -3,6 +3,7 @@
 #include <unistd.h>
 #include <wz/wz_script.h>
 #include <wz/wzlb_random_number.h>
+#include <wz/wzlb_random_string.h>
 #include <wz/wzlb_unique_number.h>
 
 #include <algorithm>
@@ -86,6 +87,11 @@ int wz_get_random_num_int(int min, int max) {
   return &get_formated_random_number_int != nullptr
              ? get_formated_random_number_int(integer_format, kIntegerFormatLength, min, max)
              : 0;
+}
+
+char* wz_get_random_str(int min, int max) {
+  char letters[] = "A-Z";
+  return wzlb_get_random_string(min, max, letters, nullptr);
 }
 
 char* wz_get_unique_number(void) {
