@@ -27,8 +27,8 @@ BENCHMARK(unique_number);
 void unique_number_reference(benchmark::State& state) {
   long counter = 0;
   for (auto _ : state) {
-    auto* text = static_cast<char*>(WZLB_MALLOC(18, "bench"));
-    std::snprintf(text, 18, "%017lu", ++counter);
+    auto* text = static_cast<char*>(WZLB_MALLOC(24, "bench"));
+    std::snprintf(text, 24, "%017lu", ++counter);
     benchmark::DoNotOptimize(text);
     WZLB_FREE(text, "bench", -1);
   }
