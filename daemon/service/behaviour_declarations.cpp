@@ -11,8 +11,14 @@ constexpr int kLongestTime = 86400000;  // milliseconds
 constexpr NamedValue kModes[] = {
     {"NONE", static_cast<int>(ServiceTimeMode::none)},
     {"0", static_cast<int>(ServiceTimeMode::none)},
+    {"EXPONENTIAL", static_cast<int>(ServiceTimeMode::exponential)},
+    {"1", static_cast<int>(ServiceTimeMode::exponential)},
     {"FIXED", static_cast<int>(ServiceTimeMode::fixed)},
     {"2", static_cast<int>(ServiceTimeMode::fixed)},
+    {"UNIFORM", static_cast<int>(ServiceTimeMode::uniform)},
+    {"3", static_cast<int>(ServiceTimeMode::uniform)},
+    {"LOAD", static_cast<int>(ServiceTimeMode::by_load)},
+    {"4", static_cast<int>(ServiceTimeMode::by_load)},
     {"LOGNORMAL", static_cast<int>(ServiceTimeMode::log_normal)},
     {"5", static_cast<int>(ServiceTimeMode::log_normal)},
 };
@@ -37,6 +43,14 @@ std::string_view problem_of(const ServiceTime& time) {
                  ? ""
                  : "mode=LOGNORMAL needs value1= (the median) above 0 and value2= (the 99th "
                    "percentile) above that";
+    case ServiceTimeMode::exponential:
+      return time.value1 > 0 ? "" : "mode=EXPONENTIAL needs value1= (the mean) above 0";
+    case ServiceTimeMode::uniform:
+      return time.value1 <= time.value2 ? "" : "mode=UNIFORM needs a value2= not below value1=";
+    case ServiceTimeMode::by_load:
+      return time.value1 > 0 && time.value1 <= time.value2
+                 ? ""
+                 : "mode=LOAD needs value1= above 0 and value2= not below it";
     case ServiceTimeMode::none:
     case ServiceTimeMode::fixed:
       break;
