@@ -8,6 +8,7 @@
 #include <wz/wzlb_date_var.h>
 #include <wz/wzlb_encode_decode.h>
 #include <wz/wzlb_get_norm_obj_id.h>
+#include <wz/wzlb_hessian.h>
 #include <wz/wzlb_log.h>
 #include <wz/wzlb_mem_map.h>
 #include <wz/wzlb_mem_pool.h>

@@ -1,0 +1,97 @@
+// XML documents into trees, and trees into the version that is set.
+#include <libxml/parser.h>
+#include <libxml/parserInternals.h>
+#include <wz/wzlb_hessian.h>
+
+#include <memory>
+
+#include "libwzcore/wzlb_hessian/xml_node.h"
+
+namespace wz::hessian {
+namespace {
+
+// Elements inside each other. A decoded message has fewer; the walk that follows is recursive.
+constexpr int kMaxDepth = 1000;
+// Nothing is read from elsewhere; texts may be as long as they like.
+constexpr int kParserOptions =
+    XML_PARSE_NONET | XML_PARSE_NOERROR | XML_PARSE_NOWARNING | XML_PARSE_HUGE;
+
+struct FreeContext {
+  void operator()(xmlParserCtxt* context) const noexcept { xmlFreeParserCtxt(context); }
+};
+struct FreeDocument {
+  void operator()(xmlDoc* document) const noexcept { xmlFreeDoc(document); }
+};
+using Document = std::unique_ptr<xmlDoc, FreeDocument>;
+
+// Documents of this form have no use for declarations, and entities could make a small text huge.
+void refuse_declarations(void* context, const xmlChar*, const xmlChar*, const xmlChar*) noexcept {
+  auto* parser = static_cast<xmlParserCtxt*>(context);
+  parser->wellFormed = 0;
+  xmlStopParser(parser);
+}
+
+// Only this parser's own context is released afterwards: the process may use libxml2 elsewhere.
+Document parse(int src_type, void* source, int size) noexcept {
+  const std::unique_ptr<xmlParserCtxt, FreeContext> context(xmlNewParserCtxt());
+  if (context == nullptr) {
+    return nullptr;
+  }
+  context->sax->internalSubset = refuse_declarations;
+  const auto* text = static_cast<const char*>(source);
+  return Document(src_type != 0 ? xmlCtxtReadMemory(context.get(), text, size, "noname.xml",
+                                                    nullptr, kParserOptions)
+                                : xmlCtxtReadFile(context.get(), text, nullptr, kParserOptions));
+}
+
+bool is_too_deep(const xmlNode* root) noexcept {
+  int depth = 0;
+  const xmlNode* node = root;
+  while (node != nullptr) {
+    if (node->children != nullptr && node->type == XML_ELEMENT_NODE) {
+      node = node->children;
+      if (++depth > kMaxDepth) {
+        return true;
+      }
+      continue;
+    }
+    while (node != root && node->next == nullptr) {
+      node = node->parent;
+      --depth;
+    }
+    node = node != root ? node->next : nullptr;
+  }
+  return false;
+}
+
+// Bytes written, -1 for a failure.
+int encode(xmlNode* root, char* out) noexcept {
+  int offset = 0;
+  if (hessian_version == 1) {
+    GetElements(root, out, 0, &offset);
+  } else if (hessian_version == 2) {
+    GetElements2(root, out, 0, &offset);
+  }
+  return offset;
+}
+
+}  // namespace
+}  // namespace wz::hessian
+
+char* hessian_encode(int src_type, void* src_ptr, int src_param, char* out, int* len) {
+  using namespace wz::hessian;
+  if (src_ptr == nullptr || out == nullptr || len == nullptr) {
+    return nullptr;
+  }
+  const Document document = parse(src_type, src_ptr, src_param);
+  xmlNode* root = document != nullptr ? xmlDocGetRootElement(document.get()) : nullptr;
+  if (root == nullptr || name_of(root) != "hessian" || is_too_deep(root)) {
+    return nullptr;
+  }
+  const int offset = encode(root, out);
+  if (offset == -1) {
+    return nullptr;
+  }
+  *len = offset;
+  return out;
+}
