@@ -71,7 +71,7 @@ std::string bytes_of_base64(std::string_view text) {
 
 class Encoder {
  public:
-  explicit Encoder(unsigned char* out) noexcept : out_(out) {}
+  explicit Encoder(unsigned char* out) noexcept : start_(out), out_(out) {}
 
   [[nodiscard]] unsigned char* position() const noexcept { return out_.position(); }
 
@@ -363,11 +363,13 @@ class Encoder {
     return write_items(node);
   }
 
-  // Only frames have remotes; elsewhere it is a map of its type and address, which a peer can read.
+  // The final protocol has no remotes: outside of frames there is room for one only where readers
+  // look for it, at the start.
   bool write_remote(const xmlNode* node) {
     const xmlNode* type = child(node, Element::kTypeName);
     const xmlNode* address = child(node, Element::kString);
-    if (type == nullptr || address == nullptr || out_.is_final()) {
+    const bool has_place = !out_.is_final() || out_.position() == start_;
+    if (type == nullptr || address == nullptr || !has_place) {
       return false;
     }
     out_.byte('r');
@@ -517,6 +519,7 @@ class Encoder {
     return written && complete;
   }
 
+  const unsigned char* start_;
   Hessian2Writer out_;
   std::vector<int> class_fields_;
   int types_ = 0;

@@ -24,8 +24,12 @@ XmlSink& sink() noexcept {
 
 std::size_t convert_date(long long milliseconds, char (&text)[kDateTextSize]) noexcept {
   constexpr long long kPerSecond = 1000;
-  const long long rest = ((milliseconds % kPerSecond) + kPerSecond) % kPerSecond;
-  const time_t seconds = (milliseconds - rest) / kPerSecond;
+  time_t seconds = milliseconds / kPerSecond;
+  long long rest = milliseconds % kPerSecond;
+  if (rest < 0) {
+    rest += kPerSecond;
+    --seconds;
+  }
   tm local{};
   if (localtime_r(&seconds, &local) == nullptr) {
     return 0;
