@@ -6,33 +6,18 @@
 #include <ctime>
 #include <filesystem>
 #include <fstream>
-#include <sstream>
 #include <string>
 #include <vector>
 
 #include "libwzcore/internal/trace.h"
+#include "tests/support/hex.h"
 
 namespace {
 
 using wz::mutable_text;
+using wz::test::bytes_of;
+using wz::test::hex_of;
 using namespace std::string_literals;
-
-std::string bytes_of(std::string_view hex) {
-  std::string bytes;
-  for (std::size_t i = 0; i + 1 < hex.size(); i += 2) {
-    bytes += static_cast<char>(std::stoi(std::string(hex.substr(i, 2)), nullptr, 16));
-  }
-  return bytes;
-}
-
-std::string hex_of(std::string_view bytes) {
-  std::ostringstream hex;
-  for (const char byte : bytes) {
-    constexpr const char* kDigits = "0123456789abcdef";
-    hex << kDigits[static_cast<unsigned char>(byte) >> 4] << kDigits[byte & 0xF];
-  }
-  return hex.str();
-}
 
 class Hessian : public testing::Test {
  protected:
