@@ -25,10 +25,9 @@ void ask_for_large_pages(void* block, std::size_t size) {
   if (size < kWorthwhile) {
     return;
   }
-  const std::uintptr_t start =
-      (reinterpret_cast<std::uintptr_t>(block) + kPage - 1) / kPage * kPage;
-  const std::uintptr_t end = (reinterpret_cast<std::uintptr_t>(block) + size) / kPage * kPage;
-  madvise(reinterpret_cast<void*>(start), end - start, MADV_HUGEPAGE);  // only a hint
+  const std::size_t skipped = kPage - reinterpret_cast<std::uintptr_t>(block) % kPage;
+  const std::size_t whole_pages = (size - skipped) / kPage * kPage;
+  madvise(static_cast<char*>(block) + skipped, whole_pages, MADV_HUGEPAGE);  // only a hint
 }
 
 void clear_heads(NormObjKey& key) {
