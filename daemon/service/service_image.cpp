@@ -52,7 +52,7 @@ ServiceImage ServiceImage::build(std::span<const ServiceDefinition> services) {
   header.service_count = services.size();
   header.services = arena.append(records);
   header.by_rank = arena.append(by_rank);
-  header.match = append_match_index(arena, services, by_rank);
+  header.match = append_match_index(arena, services, records, by_rank);
   header.regex_count = numbers.regexes;
   header.xpath_count = numbers.xpaths;
   arena.put(0, header);

@@ -115,6 +115,11 @@ class ServiceImage {
   // The service that is tried at this place: 0 before all others.
   [[nodiscard]] ServiceView service_by_rank(std::uint32_t rank) const;
 
+  // The service whose record lies at this distance from the start.
+  [[nodiscard]] ServiceView service_at(std::uint64_t distance) const {
+    return ServiceView(*reinterpret_cast<const ServiceRecord*>(base_ + distance));
+  }
+
   // How many regular expressions and XPath expressions the services hold together.
   [[nodiscard]] std::size_t regex_count() const;
   [[nodiscard]] std::size_t xpath_count() const;

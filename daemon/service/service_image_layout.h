@@ -35,9 +35,9 @@ class ImageArena {
   [[nodiscard]] std::size_t size() const { return bytes_.size(); }
   [[nodiscard]] const std::byte* data() const { return bytes_.data(); }
 
-  // Returns where the bytes start.
-  std::size_t append(const void* data, std::size_t length) {
-    bytes_.resize((bytes_.size() + kAlignment - 1) / kAlignment * kAlignment);
+  // Returns where the bytes start, a multiple of `alignment`.
+  std::size_t append(const void* data, std::size_t length, std::size_t alignment = kAlignment) {
+    bytes_.resize((bytes_.size() + alignment - 1) / alignment * alignment);
     const std::size_t start = bytes_.size();
     const auto* from = static_cast<const std::byte*>(data);
     bytes_.insert(bytes_.end(), from, from + length);
@@ -45,9 +45,9 @@ class ImageArena {
   }
 
   template <typename Row>
-  std::size_t append(const std::vector<Row>& rows) {
+  std::size_t append(const std::vector<Row>& rows, std::size_t alignment = kAlignment) {
     static_assert(std::is_trivially_copyable_v<Row>);
-    return append(rows.data(), rows.size() * sizeof(Row));
+    return append(rows.data(), rows.size() * sizeof(Row), alignment);
   }
 
   template <typename Record>
@@ -69,8 +69,9 @@ std::size_t append_service(ImageArena& arena, const ServiceDefinition& service,
 // Numbers of `services` in the order in which they are to be tried: by priority, specificity, name.
 [[nodiscard]] std::vector<std::uint32_t> rank_services(std::span<const ServiceDefinition> services);
 
-// Appends the index of all services, given their order.
+// Appends the index of all services, given where their records lie and their order.
 MatchIndexHeader append_match_index(ImageArena& arena, std::span<const ServiceDefinition> services,
+                                    std::span<const std::uint64_t> records,
                                     std::span<const std::uint32_t> by_rank);
 
 }  // namespace vsd

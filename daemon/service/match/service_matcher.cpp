@@ -4,9 +4,9 @@
 
 namespace vsd {
 
-void ServiceMatcher::add(RankRun run, bool is_regex) {
+void ServiceMatcher::add(EntryRun run, bool is_regex) {
   if (run.count > 0) {
-    reached_.push_back({index_.ranks(run), is_regex});
+    reached_.push_back({index_.entries(run), is_regex});
   }
 }
 
@@ -38,16 +38,24 @@ void ServiceMatcher::reach(std::uint32_t number, std::string_view rest, bool has
 std::optional<ServiceMatcher::Candidate> ServiceMatcher::next() {
   Reached* first = nullptr;
   for (Reached& run : left_) {
-    if (!run.ranks.empty() && (first == nullptr || run.ranks.front() < first->ranks.front())) {
+    if (!run.entries.empty() &&
+        (first == nullptr || run.entries.front().rank < first->entries.front().rank)) {
       first = &run;
     }
   }
   if (first == nullptr) {
     return std::nullopt;
   }
-  const std::uint32_t rank = first->ranks.front();
-  first->ranks = first->ranks.subspan(1);
-  return Candidate{image_.service_by_rank(rank), first->is_regex};
+  const MatchEntry& entry = first->entries.front();
+  first->entries = first->entries.subspan(1);
+  return Candidate{image_.service_at(entry.service), entry.methods, first->is_regex};
+}
+
+bool ServiceMatcher::answers(const Candidate& candidate, std::string_view method,
+                             std::uint32_t bit) {
+  const bool may = (candidate.methods & bit) != 0;
+  const bool is_certain = bit != MatchIndex::bit_of(MatchIndex::kOtherMethods);
+  return may && (is_certain || candidate.service.answers(method));
 }
 
 bool ServiceMatcher::url_fits(const Candidate& candidate) {
@@ -55,10 +63,11 @@ bool ServiceMatcher::url_fits(const Candidate& candidate) {
 }
 
 std::optional<ServiceView> ServiceMatcher::first_fit(std::string_view method, bool& is_answered) {
+  const std::uint32_t bit = index_.method_bit(method);
   left_ = reached_;
   while (const auto candidate = next()) {
     const ServiceView& service = candidate->service;
-    if (service.answers(method) && url_fits(*candidate)) {
+    if (answers(*candidate, method, bit) && url_fits(*candidate)) {
       is_answered = true;
       if (tester_.all_hold(service, service.conditions())) {
         return service;

@@ -60,18 +60,22 @@ class ServiceMatcher {
  private:
   // Services that the walk has reached; those whose URL is an expression have yet to match it.
   struct Reached {
-    std::span<const std::uint32_t> ranks;
+    std::span<const MatchEntry> entries;
     bool is_regex = false;
   };
   struct Candidate {
     ServiceView service;
+    std::uint32_t methods;
     bool is_regex;
   };
 
   void reach(std::uint32_t node, std::string_view rest, bool has_segment);
-  void add(RankRun run, bool is_regex);
+  void add(EntryRun run, bool is_regex);
   // Takes the next candidate in the order of trying off `left_`.
   std::optional<Candidate> next();
+  // Whether the service answers a method, given its bit.
+  [[nodiscard]] static bool answers(const Candidate& candidate, std::string_view method,
+                                    std::uint32_t bit);
   [[nodiscard]] bool url_fits(const Candidate& candidate);
   std::optional<ServiceView> first_fit(std::string_view method, bool& is_answered);
   void add_miss(const ServiceView& service, MissRanking& ranking);
