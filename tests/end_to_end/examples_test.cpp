@@ -1,6 +1,9 @@
 // The example services through a real vsd.
 #include <gtest/gtest.h>
 
+#include <regex>
+#include <set>
+
 #include "tests/support/capture.h"
 #include "tests/support/http_client.h"
 #include "tests/support/openssl_command.h"
@@ -110,6 +113,27 @@ TEST_F(Examples, ConditionsChooseServiceAndResponse) {
   EXPECT_TRUE(contains(none.headers, "\r\nContent-Type: text/plain\r\n")) << none.headers;
   EXPECT_TRUE(contains(none.body, "\n  order_status: path must be \"/order/*/status\" but is "))
       << none.body;
+}
+
+TEST_F(Examples, CustomersAreMadeUp) {
+  const std::regex form(
+      R"re(    \{"id": "[0-9a-f-]{36}", "code": "[A-Z0-9]{8}", "name": "([^"]+)", "email": "[^"@]+@example\.\w+", )re"
+      R"re("phone": "\+49 [\d ]+",\n     "address": "[^"]+, \d{5} [^"]+", "iban": "(DE\d{20})", )re"
+      R"re("born": "(19|20)\d\d-\d\d-\d\d", "newsletter": (true|false)\},?\n)re");
+  std::set<std::string> managers;
+  std::set<std::string> accounts;
+  for (int i = 0; i < 4; ++i) {
+    const auto answer = client_.get(url("/customers"));
+    EXPECT_EQ(answer.status, 200);
+    managers.insert(answer.body.substr(0, answer.body.find('\n')));
+    std::sregex_iterator customer(answer.body.begin(), answer.body.end(), form);
+    EXPECT_EQ(std::distance(customer, std::sregex_iterator()), 3) << answer.body;
+    for (; customer != std::sregex_iterator(); ++customer) {
+      accounts.insert((*customer)[2]);
+    }
+  }
+  EXPECT_EQ(managers.size(), 1U);   // one connection
+  EXPECT_EQ(accounts.size(), 12U);  // each use is another one
 }
 
 TEST_F(Examples, ThousandRequestsUseOneConnection) {
