@@ -1,5 +1,7 @@
 #include "daemon/commands.h"
 
+#include <wz/wzlb_faker.h>
+
 #include <cstdio>
 #include <random>
 #include <stdexcept>
@@ -88,6 +90,9 @@ void set_host_load(const Config& config, int worker) {
   set_full_load(static_cast<double>(config.full_load) / config.workers);
   seed_host_generators(config.random_seed.value_or(std::random_device{}()), worker,
                        static_cast<double>(config.service_time_mean));
+  if (config.random_seed) {
+    wzlb_faker_seed(*config.random_seed + static_cast<unsigned long>(worker));
+  }
 }
 
 // What a worker process does from its start to its end.
