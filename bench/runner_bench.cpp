@@ -98,7 +98,7 @@ class Bench {
     std::vector<vsd::Problem> problems = prepared.errors;
     image_.emplace(vsd::ServiceImage::build(prepared.services));
     states_.emplace(image_->size());
-    runner_.emplace(*image_, vsd::load_scripts(prepared, problems), slot_, *states_);
+    runner_.emplace(*image_, vsd::load_scripts(prepared, problems), guard_, *states_);
     for (const vsd::Problem& problem : problems) {
       std::fprintf(stderr, "%s\n", to_string(problem).c_str());
       std::exit(1);
@@ -108,6 +108,7 @@ class Bench {
   wz::test::TemporaryFolder folder_;
   std::optional<vsd::ServiceImage> image_;
   vsd::WorkerSlot slot_{};
+  vsd::ScriptGuard guard_{slot_};
   std::optional<vsd::ServiceStates> states_;
   std::optional<vsd::ServiceRunner> runner_;
 };

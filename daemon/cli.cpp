@@ -13,9 +13,44 @@ constexpr const char* kExamples = R"(Examples:
   vsd check --root ./work              every error of every service, with file and line
   vsd run --root ./work                serve them on the address of vsd.conf
   vsd run --root ./work --listen 9000  ... on another port (0: a free one, told at start)
+  vsd run --root ./work --watch        ... and load what changes at once
+  vsd reload --root ./work             load what has changed now
   vsd faker 'person.name;locale=de'    a German name; without a class: every class there is
 
-Exit status: 0 done, 1 failed, 2 wrong usage.)";
+`vsd COMMAND --help` tells more of a command. An option goes before its variable of the
+environment, and that before its keyword in vsd.conf: --listen, VSD_LISTEN, LISTEN. Every keyword
+has such a variable.
+
+Exit status: 0 done, 1 failed (a message says why), 2 wrong usage.)";
+
+constexpr const char* kRunNotes =
+    R"(The line "vsd: ready on ADDRESS ..." on standard output tells that requests are served.
+Signals: SIGTERM and SIGINT end (twice: at once), SIGHUP reloads, SIGUSR1 reopens the logs.
+
+Examples:
+  vsd run --root ./work --workers 2
+  VSD_LISTEN=0 VSD_ACCESS_LOG=- vsd run --root ./work --watch
+
+Exit status: 0 ended as asked, 1 could not start or a worker failed while it stopped, 2 wrong usage.)";
+
+constexpr const char* kReloadNotes =
+    R"(Tells the vsd that runs on the work directory to load its services anew and waits until it has.
+Services with errors keep their former version; their errors are printed.
+
+Example:
+  vsd reload --root ./work
+
+Exit status: 0 all services are as in their folders, 1 some are not or no vsd runs, 2 wrong usage.)";
+
+constexpr const char* kCheckNotes = R"(Example:
+  vsd check --root ./work
+
+Exit status: 0 nothing is wrong, 1 errors, listed on standard error, 2 wrong usage.)";
+
+constexpr const char* kNewNotes = R"(Example:
+  vsd new hello --root ./work && vsd run --root ./work
+
+Exit status: 0 created, 1 failed, 2 wrong usage.)";
 
 std::string default_root() {
   const char* root = std::getenv("VSD_ROOT");
@@ -46,13 +81,19 @@ std::optional<CommandLine> parse_command_line(int argc, char** argv, int& exit_s
   app.set_version_flag("--version", WZ_VERSION);
   app.require_subcommand(1);
 
-  const auto add_command = [&](const char* name, const char* description, Command command) {
+  const auto add_command = [&](const char* name, const char* description, const char* notes,
+                               Command command) {
     CLI::App* sub = app.add_subcommand(name, description);
+    sub->footer(notes);
     sub->add_option("--root", root, "Work directory (default: $VSD_ROOT, else the current one)");
     sub->callback([&line, command] { line.command = command; });
     return sub;
   };
-  CLI::App* run = add_command("run", "Serve requests until SIGTERM", Command::run);
+  const auto add_pid_file = [&](CLI::App* sub) {
+    sub->add_option("--pid-file", line.pid_file,
+                    "File that names the running vsd (default: vsd.pid in the work directory)");
+  };
+  CLI::App* run = add_command("run", "Serve requests until SIGTERM", kRunNotes, Command::run);
   run->add_option("--listen", line.listen, "[IP:]port to listen on, over LISTEN of vsd.conf")
       ->check([](const std::string& text) {
         ListenAddress address;
@@ -60,9 +101,13 @@ std::optional<CommandLine> parse_command_line(int argc, char** argv, int& exit_s
       });
   run->add_option("--workers", line.workers, "Worker processes, over WORKERS of vsd.conf")
       ->check(CLI::Range(1, 256));
-  add_command("check", "Validate vsd.conf and every service, and build every script",
+  run->add_flag("--watch", line.watch, "Reload when vsd.conf or a file of a service changes");
+  add_pid_file(run);
+  add_pid_file(add_command("reload", "Load the services of a running vsd anew", kReloadNotes,
+                           Command::reload));
+  add_command("check", "Validate vsd.conf and every service, and build every script", kCheckNotes,
               Command::check);
-  add_command("new", "Create a service that runs", Command::create)
+  add_command("new", "Create a service that runs", kNewNotes, Command::create)
       ->add_option("name", line.service_name, "Name of the service")
       ->required();
   add_faker(app, line);

@@ -1,4 +1,4 @@
-// The command line: `vsd run | check | new | faker`.
+// The command line: `vsd run | reload | check | new | faker`.
 #pragma once
 
 #include <filesystem>
@@ -7,7 +7,7 @@
 
 namespace vsd {
 
-enum class Command { run, check, create, faker };
+enum class Command { run, reload, check, create, faker };
 
 // `vsd faker [CLASS]`.
 struct FakerOptions {
@@ -19,16 +19,18 @@ struct FakerOptions {
 struct CommandLine {
   Command command = Command::run;
   std::filesystem::path root;
-  std::optional<std::string> listen;  // --listen, over LISTEN of vsd.conf
-  std::optional<int> workers;         // --workers, over WORKERS
-  std::string service_name;           // of `new`
+  std::optional<std::string> listen;    // --listen, over LISTEN of vsd.conf
+  std::optional<int> workers;           // --workers, over WORKERS
+  std::optional<std::string> pid_file;  // --pid-file, over PID_FILE
+  bool watch = false;                   // --watch
+  std::string service_name;             // of `new`
   FakerOptions faker;
 };
 
 // Exit statuses of vsd.
 inline constexpr int kExitOk = 0;
-inline constexpr int kExitFailed = 1;
-inline constexpr int kExitUsage = 2;
+inline constexpr int kExitFailed = 1;  // what was asked for did not come about; a message says why
+inline constexpr int kExitUsage = 2;   // wrong command line
 
 // Reads the arguments. Prints help or what is wrong and leaves the exit status in `exit_status`
 // when there is nothing to run.

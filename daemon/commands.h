@@ -6,6 +6,7 @@
 namespace vsd {
 
 [[nodiscard]] int run_command(const CommandLine& line);
+[[nodiscard]] int reload_command(const CommandLine& line);
 [[nodiscard]] int check_command(const CommandLine& line);
 [[nodiscard]] int new_command(const CommandLine& line);
 

@@ -3,10 +3,12 @@
 // change process-wide state and `vsd check` must not depend on the order of lines.
 #include "daemon/config.h"
 
+#include <sched.h>
 #include <wz/wzlb.h>
 
 #include <array>
 #include <charconv>
+#include <cstdlib>
 #include <fstream>
 #include <optional>
 #include <utility>
@@ -14,6 +16,7 @@
 namespace vsd {
 namespace {
 
+constexpr const char* kTwinPrefix = "VSD_";
 constexpr std::string_view kBlanks = " \t\r";
 
 std::string_view trim(std::string_view text) {
@@ -105,6 +108,16 @@ constexpr Keyword kKeywords[] = {
     {"SCRIPT_TIMEOUT", [](std::string_view v,
                           Config& c) { return set_number(v, 0L, kMaxSeconds, c.script_timeout); }},
     {"MATCH_DETAIL", [](std::string_view v, Config& c) { return set_switch(v, c.match_detail); }},
+    {"CRASH_LIMIT",
+     [](std::string_view v, Config& c) { return set_number(v, 0L, 1000L, c.crash_limit); }},
+    {"CRASH_WINDOW",
+     [](std::string_view v, Config& c) { return set_number(v, 1L, kMaxSeconds, c.crash_window); }},
+    {"PID_FILE",
+     [](std::string_view v, Config& c) {
+       c.has_pid_file = true;
+       return set_text(v, c.pid_file);
+     }},
+    {"ACCESS_LOG", [](std::string_view v, Config& c) { return set_text(v, c.access_log); }},
     {"USER", [](std::string_view v, Config& c) { return set_text(v, c.user); }},
     {"TRACE_LOG",
      [](std::string_view v, Config& c) { return set_number(v, 0L, 4L, c.trace_level); }},
@@ -201,6 +214,12 @@ std::string apply_library_line(std::string line) {
 
 }  // namespace
 
+int cores() noexcept {
+  cpu_set_t set;
+  CPU_ZERO(&set);
+  return sched_getaffinity(0, sizeof set, &set) == 0 ? CPU_COUNT(&set) : 1;
+}
+
 std::string parse_listen_address(std::string_view value, ListenAddress& listen) {
   std::string host;
   if (value.starts_with('[')) {
@@ -248,6 +267,29 @@ std::vector<Problem> read_config(const std::filesystem::path& file, Config& conf
   return problems;
 }
 
+std::vector<Problem> read_environment(Config& config) {
+  std::vector<Problem> problems;
+  const auto read_twin = [&](std::string_view keyword) {
+    const std::string name = keyword.starts_with(kTwinPrefix) ? std::string(keyword)
+                                                              : kTwinPrefix + std::string(keyword);
+    const char* const value = std::getenv(name.c_str());
+    if (value == nullptr || *value == '\0') {
+      return;
+    }
+    std::string problem = read_line(std::string(keyword) + " " + value, 0, config);
+    if (!problem.empty()) {
+      problems.push_back({name, 0, std::move(problem)});
+    }
+  };
+  for (const Keyword& known : kKeywords) {
+    read_twin(known.name);
+  }
+  for (const std::string_view known : kLibraryKeywords) {
+    read_twin(known);
+  }
+  return problems;
+}
+
 std::vector<Problem> apply_library_settings(const Config& config) {
   const std::filesystem::path logs = config.root / "logs";
   std::error_code ignored;  // an unwritable log folder shows when the first line is written
@@ -262,7 +304,9 @@ std::vector<Problem> apply_library_settings(const Config& config) {
     if (std::string problem = apply_library_line(line.text); !problem.empty()) {
       std::string text(split_keyword(line.text).first);
       text.append(": ").append(problem);
-      problems.push_back({config.root / "vsd.conf", line.line, std::move(text)});
+      const bool is_in_file = line.line > 0;  // else in the environment
+      problems.push_back(
+          {is_in_file ? config.root / "vsd.conf" : "environment", line.line, std::move(text)});
     }
   }
   return problems;

@@ -23,10 +23,15 @@ struct HttpLimits {
   std::chrono::seconds request_timeout{30};       // REQUEST_TIMEOUT: first to last byte
 };
 
+// The cores that this process may run on.
+[[nodiscard]] int cores() noexcept;
+
 // Where to listen. An empty host means every address.
 struct ListenAddress {
   std::string host;
   std::uint16_t port = 0;  // 0: the system chooses one, the ready line tells which
+
+  friend bool operator==(const ListenAddress&, const ListenAddress&) = default;
 };
 
 // A keyword line that the library's own parsers take, kept whole with its place for messages.
@@ -38,21 +43,26 @@ struct LibraryLine {
 struct Config {
   std::filesystem::path root;               // VSD_ROOT: the work directory
   ListenAddress listen{"127.0.0.1", 8080};  // LISTEN [IP:]port[:external port]
-  int workers = 1;                          // WORKERS
+  int workers = cores();                    // WORKERS
   HttpLimits limits;
   std::string compiler = "cc";              // CC
   std::string script_flags;                 // SCRIPT_CFLAGS, split at blanks
   std::chrono::seconds script_timeout{10};  // SCRIPT_TIMEOUT: then the worker is replaced; 0: never
   bool match_detail = true;                 // MATCH_DETAIL: a 404 names the nearest services
-  std::string user;                         // USER: dropped to once the listeners are open
   int trace_level = 0;                      // TRACE_LOG: above 0, scripts trace by default
   std::string controller_name;              // CONTROLLER_NAME: what scripts are told
   long full_load = 1000;                    // MAX_LOAD: requests per second
   long service_time_mean = 100;             // SVC_TIME_MEAN: of exponential service times, in ms
   std::optional<unsigned long> random_seed;  // RANDOM_SEED; without one each start differs
-  int debug_level = 0;                       // VSD_DEBUG: level mask of the host's log
-  unsigned long long module_mask = ~0ULL;    // VSD_MODULEMASK
-  std::vector<LibraryLine> library_lines;    // LIB_DEBUG, LIB_MODULEMASK, LIB_DO_EXIT, ...
+  std::size_t crash_limit = 5;            // CRASH_LIMIT: then a service is out of service; 0: never
+  std::chrono::seconds crash_window{60};  // CRASH_WINDOW: in which crashes are counted
+  std::string pid_file = "vsd.pid";       // PID_FILE, below `root` unless absolute
+  bool has_pid_file = false;              // the operator has named one
+  std::string access_log;                 // ACCESS_LOG, below `root` unless absolute; empty: none
+  std::string user;                       // USER: dropped to once the listeners are open
+  int debug_level = 0;                    // VSD_DEBUG: level mask of the host's log
+  unsigned long long module_mask = ~0ULL;  // VSD_MODULEMASK
+  std::vector<LibraryLine> library_lines;  // LIB_DEBUG, LIB_MODULEMASK, LIB_DO_EXIT, ...
 };
 
 // Reads "8080", "127.0.0.1:8080", "[::1]:8080" or the three-field form with an external port, which
@@ -62,6 +72,10 @@ struct Config {
 // Reads the keyword lines of `file` into `config`; every bad line is one problem. A missing file is
 // no problem: the defaults serve.
 [[nodiscard]] std::vector<Problem> read_config(const std::filesystem::path& file, Config& config);
+
+// Overrides `config` with the variables of the environment: VSD_ and the keyword, or the keyword
+// alone when it begins with VSD_ itself. Empty ones count as absent.
+[[nodiscard]] std::vector<Problem> read_environment(Config& config);
 
 // Hands the library's keyword lines to the library's parsers and names its log files below
 // `<root>/logs`. Process-wide; call once, before anything logs.

@@ -11,6 +11,8 @@ int execute(const vsd::CommandLine& line) {
   switch (line.command) {
     case vsd::Command::run:
       return vsd::run_command(line);
+    case vsd::Command::reload:
+      return vsd::reload_command(line);
     case vsd::Command::check:
       return vsd::check_command(line);
     case vsd::Command::create:

@@ -1,4 +1,8 @@
 -- wrk: the example services in turn, with misses and bodies of many sizes, chunked ones among them.
+local count = dofile("bench/load/count.lua")
+response = count.answered
+done = count.report
+
 local requests = {}
 
 local function add(method, path, body, headers)
@@ -22,6 +26,7 @@ end
 
 local at = 0
 request = function()
+  count.sent()
   at = at % #requests + 1
   return requests[at]
 end

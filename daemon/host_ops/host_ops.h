@@ -16,6 +16,10 @@ bool set_host_logs(const std::filesystem::path& debug_log, const std::filesystem
 // neither service nor response has one: above 0 their traces are written.
 void set_host_trace_log(const std::filesystem::path& path, int level);
 
+// Opens the host's and the library's logs anew at the next lines: log files that were moved away
+// are let go.
+void reopen_logs();
+
 // Which debug lines are written: both masks must have a bit in common with the line's.
 void set_host_log_masks(int level_mask, unsigned long long module_mask);
 

@@ -62,6 +62,11 @@ struct RollingLog {
   }
 };
 
+std::string& error_path() {
+  static std::string path;
+  return path;
+}
+
 RollingLog& debug_log() {
   static RollingLog log;
   return log;
@@ -94,10 +99,11 @@ void write_error(const LogLine& line) {
 }  // namespace
 
 bool set_host_logs(const std::filesystem::path& debug_path,
-                   const std::filesystem::path& error_path) {
+                   const std::filesystem::path& error_log) {
   close_host_logs();
   debug_log().path = debug_path.string();
-  g_err_log = std::fopen(error_path.c_str(), "ae");
+  error_path() = error_log.string();
+  g_err_log = std::fopen(error_log.c_str(), "ae");
   return g_err_log != nullptr;
 }
 
@@ -105,6 +111,19 @@ void set_host_trace_log(const std::filesystem::path& path, int level) {
   trace_log().close();
   trace_log().path = path.string();
   vsd_debug_trace_log_value = level;
+}
+
+void reopen_logs() {
+  const std::string debug_path = debug_log().path;
+  const std::string error = error_path();
+  if (!error.empty()) {
+    set_host_logs(debug_path, error);
+  }
+  wzlb_close_log_fd();
+  if (lib_error_fd > 0) {
+    close(lib_error_fd);
+    lib_error_fd = -1;
+  }
 }
 
 void close_host_logs() {

@@ -59,6 +59,9 @@ void Connection::run(TimePoint now) {
     switch (step) {
       case Exchange::Step::read:
         watch(Interest::input);
+        if (exchange_.idle()) {
+          owner_.idle(*this);
+        }
         return;
       case Exchange::Step::write:
         switch (send(now)) {

@@ -20,6 +20,8 @@ class ConnectionOwner {
 
   // Call `connection.resume` when `due` has passed, unless it is closed before.
   virtual void delay(Connection& connection, TimePoint due) = 0;
+  // No request of the connection is under way (any more). It may be closed at once.
+  virtual void idle(Connection& connection) = 0;
   // The connection has closed its socket; it must live until its own call returns.
   virtual void closed(Connection& connection) noexcept = 0;
 

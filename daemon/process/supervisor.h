@@ -1,28 +1,62 @@
-// The parent process: starts the workers, replaces one that dies or is stuck in a script, and ends
-// them all on SIGTERM or SIGINT. It never runs script code, so nothing that a script does can end
-// the daemon.
+// The parent process: keeps the workers going, replaces the services on a reload and ends
+// everything in order. It never runs script code, so nothing that a script does can end the daemon.
+//
+// It obeys SIGTERM and SIGINT (end; a second one ends at once), SIGHUP (reload) and SIGUSR1 (reopen
+// the logs).
 #pragma once
 
-#include <chrono>
-#include <functional>
+#include <string>
 
+#include "daemon/process/generation.h"
 #include "daemon/process/worker_status.h"
 
 namespace vsd {
 
-// What one worker process does: serve until asked to stop (SIGTERM), then return its exit status.
-// `ready` is to be called once, when it serves.
-using WorkerBody = std::function<int(int worker, const std::function<void()>& ready)>;
+// Makes the next generation in steps, so that the parent need not wait for compilers.
+class GenerationSource {
+ public:
+  GenerationSource() = default;
+  GenerationSource(const GenerationSource&) = delete;
+  GenerationSource& operator=(const GenerationSource&) = delete;
+  virtual ~GenerationSource() = default;
 
-struct SupervisorOptions {
-  std::function<void()> on_ready;          // in the parent, once every worker serves
-  std::chrono::seconds script_timeout{0};  // a script that runs longer is stuck; 0: none ever is
+  // Begins anew. False, with the reason in `problem`, when that cannot be.
+  [[nodiscard]] virtual bool begin(std::string& problem) = 0;
+  // What becomes readable when advance() is to be called; -1 when nothing is being made.
+  [[nodiscard]] virtual int descriptor() const noexcept = 0;
+  // True when finish() may be called.
+  [[nodiscard]] virtual bool advance() = 0;
+  // Null, with the reason in `problem`, when the services stay as they are. A new generation may
+  // have a problem to tell of, too.
+  [[nodiscard]] virtual GenerationPtr finish(std::string& problem) = 0;
+  // Gives up what was begun.
+  virtual void cancel() noexcept = 0;
 };
 
-// Starts as many workers as `status` has. Runs until a signal asks the daemon to end and the
-// workers have drained. Returns the exit status of the daemon: 0 after a clean stop, 1 when the
-// first workers could not start or one failed while it stopped.
-[[nodiscard]] int supervise(const SupervisorOptions& options, const WorkerStatus& status,
-                            const WorkerBody& body);
+// What the parent tells of. Called in the parent.
+class SupervisorEvents {
+ public:
+  SupervisorEvents() = default;
+  SupervisorEvents(const SupervisorEvents&) = delete;
+  SupervisorEvents& operator=(const SupervisorEvents&) = delete;
+  virtual ~SupervisorEvents() = default;
+
+  virtual void ready() = 0;      // every worker serves
+  virtual void reloading() = 0;  // a reload begins
+  // No reload is under way any more. `is_good`: nothing was wrong with the services; otherwise
+  // `problem` says what was.
+  virtual void reloaded(bool is_good, const std::string& problem) = 0;
+  virtual void reopen_logs() = 0;
+  virtual void stopping() = 0;  // before the workers are told
+  // What becomes readable when files change, or -1; and whether it was a reason to reload.
+  [[nodiscard]] virtual int watch_descriptor() const noexcept = 0;
+  [[nodiscard]] virtual bool files_changed() = 0;
+};
+
+// Runs `first` with the workers of `status` until a signal asks the daemon to end and the workers
+// have drained. Returns the exit status of the daemon: 0 after a clean stop, 1 when the first
+// workers could not start or one failed while it stopped.
+[[nodiscard]] int supervise(const WorkerStatus& status, GenerationPtr first,
+                            GenerationSource& source, SupervisorEvents& events);
 
 }  // namespace vsd

@@ -2,6 +2,7 @@
 
 #include <algorithm>
 #include <csignal>
+#include <vector>
 
 namespace vsd {
 namespace {
@@ -26,14 +27,17 @@ const char* to_string(Hook hook) noexcept {
 WorkerStatus::WorkerStatus(std::size_t workers)
     : workers_(workers), slots_(workers * kGenerations) {}
 
-bool WorkerStatus::all_serving() const noexcept {
+bool WorkerStatus::all_serving() const {
   const auto current = daemon().generation.load(std::memory_order_acquire);
-  const auto slots = slots_.all();
-  const auto serving = std::count_if(slots.begin(), slots.end(), [current](const WorkerSlot& slot) {
-    return slot.state.load(std::memory_order_acquire) == WorkerState::serving &&
-           slot.generation.load(std::memory_order_relaxed) == current;
-  });
-  return static_cast<std::size_t>(serving) >= workers_;
+  std::vector<bool> served(workers_);
+  for (const WorkerSlot& slot : slots_.all()) {
+    const std::uint32_t number = slot.number.load(std::memory_order_relaxed);
+    if (slot.state.load(std::memory_order_acquire) == WorkerState::serving &&
+        slot.generation.load(std::memory_order_relaxed) == current && number < workers_) {
+      served[number] = true;
+    }
+  }
+  return std::find(served.begin(), served.end(), false) == served.end();
 }
 
 bool WorkerStatus::request_reload() const noexcept {

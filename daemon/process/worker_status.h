@@ -23,6 +23,7 @@ struct ScriptActivity {
   std::atomic<std::uint32_t> count;    // odd while a script runs; changes with every run
   std::atomic<std::uint32_t> service;  // number in the image of the worker's generation
   std::atomic<Hook> hook;
+  std::atomic<std::uint32_t> overdue;  // by the parent: the `count` of a run that is to end
 
   // There is one writer, so no locked addition.
   void enter(std::uint32_t number, Hook in) noexcept {
@@ -84,7 +85,7 @@ class WorkerStatus {
   [[nodiscard]] const SharedArray<WorkerSlot>& slots() const noexcept { return slots_; }
 
   // True while each of the worker numbers has a worker of the current generation that serves.
-  [[nodiscard]] bool all_serving() const noexcept;
+  [[nodiscard]] bool all_serving() const;
 
   // Asks the parent to load the services anew, as `vsd reload` does; returns at once. From any
   // process of the daemon. False when the parent cannot be told.

@@ -37,21 +37,20 @@ std::set<std::filesystem::path> scripts_beside(const std::vector<Problem>& probl
 
 }  // namespace
 
-PreparedServices prepare_services(const std::filesystem::path& root,
-                                  const ScriptBuildSettings& settings) {
+PreparedServices prepare_services(const std::filesystem::path& root, const ScriptBuilder& build) {
   LoadedServices loaded = load_services(root);
   PreparedServices prepared;
   const std::set<std::filesystem::path> refused = scripts_beside(loaded.problems);
   prepared.errors = std::move(loaded.problems);
   for (const std::filesystem::path& script : refused) {
-    ScriptBuildResult built = build_script(script, settings);
+    ScriptBuildResult built = build(script);
     add(std::move(built.errors), prepared.errors);
     add(std::move(built.warnings), prepared.warnings);
   }
   for (ServiceDefinition& service : loaded.services) {
     std::filesystem::path object;
     if (!service.script.empty()) {
-      ScriptBuildResult built = build_script(service.script, settings);
+      ScriptBuildResult built = build(service.script);
       add(std::move(built.errors), prepared.errors);
       add(std::move(built.warnings), prepared.warnings);
       if (built.object.empty()) {
@@ -65,6 +64,29 @@ PreparedServices prepare_services(const std::filesystem::path& root,
   sort_by_place(prepared.errors);
   sort_by_place(prepared.warnings);
   return prepared;
+}
+
+PreparedServices prepare_services(const std::filesystem::path& root,
+                                  const ScriptBuildSettings& settings) {
+  return prepare_services(root, [&settings](const std::filesystem::path& source) {
+    return build_script(source, settings);
+  });
+}
+
+void keep_former_versions(const PreparedServices& former, PreparedServices& fresh) {
+  std::set<std::filesystem::path> served;
+  for (const ServiceDefinition& service : fresh.services) {
+    served.insert(service.file);
+  }
+  for (std::size_t i = 0; i < former.services.size(); ++i) {
+    const ServiceDefinition& service = former.services[i];
+    std::error_code ignored;
+    if (served.count(service.file) == 0 && std::filesystem::exists(service.file, ignored)) {
+      fresh.services.push_back(service);
+      fresh.services.back().is_former_version = true;
+      fresh.objects.push_back(former.objects[i]);
+    }
+  }
 }
 
 std::vector<Script> load_scripts(const PreparedServices& prepared, std::vector<Problem>& problems) {

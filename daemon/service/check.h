@@ -3,6 +3,7 @@
 #pragma once
 
 #include <filesystem>
+#include <functional>
 #include <vector>
 
 #include "daemon/problem.h"
@@ -19,9 +20,17 @@ struct PreparedServices {
   std::vector<Problem> warnings;               // of the C compiler; by file and line
 };
 
-// Reads every service below `root` and builds its script. A service with any error is left out.
+using ScriptBuilder = std::function<ScriptBuildResult(const std::filesystem::path& source)>;
+
+// Reads every service below `root` and has its script built. A service with any error is left out.
+[[nodiscard]] PreparedServices prepare_services(const std::filesystem::path& root,
+                                                const ScriptBuilder& build);
 [[nodiscard]] PreparedServices prepare_services(const std::filesystem::path& root,
                                                 const ScriptBuildSettings& settings);
+
+// Adds to `fresh` the services of `former` that still have their declarations, but with errors, and
+// marks them as former versions. The errors stay.
+void keep_former_versions(const PreparedServices& former, PreparedServices& fresh);
 
 // Loads the scripts of prepared services into this process; one element per service. What cannot
 // be loaded is added to `problems` and left without hooks.

@@ -10,6 +10,7 @@
 namespace vsd {
 namespace {
 
+constexpr std::string_view kScriptFailed = "The script of this service failed.\n";
 constexpr std::string_view kOutOfService =
     "This service is out of service until the next reload, because its script failed too often.\n";
 
@@ -18,20 +19,6 @@ void answer_with_text(int status, std::string_view text, http::Response& respons
   response.headers.append("Content-Type: text/plain\r\n");
   response.body.assign(text);
 }
-
-// Tells the parent that a script runs for as long as it lives.
-class ScriptRun {
- public:
-  ScriptRun(ScriptActivity& activity, std::size_t service, Hook hook) : activity_(activity) {
-    activity_.enter(static_cast<std::uint32_t>(service), hook);
-  }
-  ScriptRun(const ScriptRun&) = delete;
-  ScriptRun& operator=(const ScriptRun&) = delete;
-  ~ScriptRun() { activity_.leave(); }
-
- private:
-  ScriptActivity& activity_;
-};
 
 // Ends the current request whatever happens.
 class CurrentRequest {
@@ -52,10 +39,10 @@ class CurrentRequest {
 }  // namespace
 
 ServiceRunner::ServiceRunner(const ServiceImage& image, std::vector<Script> scripts,
-                             WorkerSlot& slot, const ServiceStates& states)
+                             ScriptGuard& guard, const ServiceStates& states)
     : image_(image),
       scripts_(std::move(scripts)),
-      slot_(slot),
+      guard_(guard),
       states_(states),
       matcher_(image),
       state_(image) {
@@ -63,6 +50,7 @@ ServiceRunner::ServiceRunner(const ServiceImage& image, std::vector<Script> scri
 }
 
 void ServiceRunner::handle(const http::Request& request, http::Response& response) {
+  last_service_ = {};
   const ServiceMatch match = matcher_.match(request);
   switch (match.outcome) {
     case ServiceMatch::Outcome::found:
@@ -92,18 +80,19 @@ void ServiceRunner::answer_no_match(const http::Request& request, http::Response
 
 void ServiceRunner::serve(const ServiceView& service, const http::Request& request,
                           http::Response& response) {
+  last_service_ = service.name();
   const std::size_t number = image_.index_of(service);
   if (states_[number].out_of_service.load(std::memory_order_relaxed)) {
     answer_with_text(503, kOutOfService, response);
     return;
   }
-  slot_.count_served();
+  guard_.slot().count_served();
   const Script& script = scripts_[number];
   const CurrentRequest current(state_, service, request, script.reads_request());
   cur_url = state_.url();
-  {
-    const ScriptRun run(slot_.script, number, Hook::post_recv);
-    script.post_recv();
+  if (!guard_.run(script.post_recv(), static_cast<std::uint32_t>(number), Hook::post_recv)) {
+    answer_with_text(500, kScriptFailed, response);
+    return;
   }
   cur_url = nullptr;  // scripts get the URL after the receipt only
   if (state_.is_reset()) {
@@ -116,9 +105,9 @@ void ServiceRunner::serve(const ServiceView& service, const http::Request& reque
     return;
   }
   state_.record().template_id_used = static_cast<int>(chosen - service.responses().data());
-  {
-    const ScriptRun run(slot_.script, number, Hook::pre_send);
-    script.pre_send();
+  if (!guard_.run(script.pre_send(), static_cast<std::uint32_t>(number), Hook::pre_send)) {
+    answer_with_text(500, kScriptFailed, response);
+    return;
   }
   evaluator_.append(service.text(chosen->body), service.body_pieces(*chosen), state_.record(),
                     response.body);

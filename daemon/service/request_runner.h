@@ -7,7 +7,7 @@
 #include <vector>
 
 #include "daemon/http/message.h"
-#include "daemon/process/worker_status.h"
+#include "daemon/process/script_guard.h"
 #include "daemon/service/connection_state.h"
 #include "daemon/service/match/service_matcher.h"
 #include "daemon/service/response_template.h"
@@ -20,15 +20,18 @@ namespace vsd {
 class ServiceRunner final : public http::RequestHandler {
  public:
   // `scripts` has one element per service, in the order of the image, which must outlive the
-  // runner, as must the others; an element without hooks for a service without a script. The runs
-  // of scripts are told to `slot`. A service that is out of service by `states` is not served.
-  ServiceRunner(const ServiceImage& image, std::vector<Script> scripts, WorkerSlot& slot,
+  // runner, as must the others; an element without hooks for a service without a script. Scripts
+  // run under `guard`. A service that is out of service by `states` is not served.
+  ServiceRunner(const ServiceImage& image, std::vector<Script> scripts, ScriptGuard& guard,
                 const ServiceStates& states);
 
   // Whether the answer to a request that no service fits says which came nearest.
   void set_match_detail(bool on) { match_detail_ = on; }
 
   void handle(const http::Request& request, http::Response& response) override;
+
+  // The name of the service that the last request reached; empty: none.
+  [[nodiscard]] std::string_view last_service() const noexcept { return last_service_; }
 
  private:
   void serve(const ServiceView& service, const http::Request& request, http::Response& response);
@@ -39,9 +42,10 @@ class ServiceRunner final : public http::RequestHandler {
 
   const ServiceImage& image_;
   std::vector<Script> scripts_;
-  WorkerSlot& slot_;
+  ScriptGuard& guard_;
   const ServiceStates& states_;
   bool match_detail_ = true;
+  std::string_view last_service_;
   ServiceMatcher matcher_;
   ConnectionState state_;
   TemplateEvaluator evaluator_;

@@ -16,25 +16,18 @@ class Script {
   // post_recv nor pre_send.
   static std::optional<Script> load(const std::filesystem::path& object, std::string& error);
 
+  using Hook = void (*)();
+
   // Whether it reads the request's raw bytes, which are not put up for scripts that do not.
   [[nodiscard]] bool reads_request() const { return reads_request_; }
 
-  // Called when the request has been read and its variables are filled.
-  void post_recv() const {
-    if (post_recv_ != nullptr) {
-      post_recv_();
-    }
-  }
+  // To be called when the request has been read and its variables are filled; null: not defined.
+  [[nodiscard]] Hook post_recv() const noexcept { return post_recv_; }
 
-  // Called when the response has been chosen and its body is not yet evaluated.
-  void pre_send() const {
-    if (pre_send_ != nullptr) {
-      pre_send_();
-    }
-  }
+  // To be called when the response has been chosen and its body is not yet evaluated, or null.
+  [[nodiscard]] Hook pre_send() const noexcept { return pre_send_; }
 
  private:
-  using Hook = void (*)();
   struct Close {
     void operator()(void* handle) const noexcept;
   };

@@ -162,6 +162,7 @@ struct ServiceDefinition {
   ServiceTime service_time;
   std::vector<VariableDefinition> variables;
   std::vector<ResponseDefinition> responses;
+  bool is_former_version = false;  // what is in the folder now has errors
 };
 
 }  // namespace vsd

@@ -24,7 +24,7 @@ class RequestRunner : public testing::Test {
     problems = prepared.errors;
     image.emplace(ServiceImage::build(prepared.services));
     states.emplace(image->size());
-    runner.emplace(*image, load_scripts(prepared, problems), slot, *states);
+    runner.emplace(*image, load_scripts(prepared, problems), guard, *states);
   }
 
   const http::Response& ask(std::string_view method, std::string_view target,
@@ -46,6 +46,7 @@ class RequestRunner : public testing::Test {
   std::vector<Problem> problems;
   std::optional<ServiceImage> image;
   WorkerSlot slot{};
+  ScriptGuard guard{slot};
   std::optional<ServiceStates> states;
   std::optional<ServiceRunner> runner;
   std::string head;

@@ -40,8 +40,8 @@ TEST_F(ScriptBuild, CompilesLoadsAndCallsBothHooks) {
   std::string error;
   const auto script = Script::load(result.object, error);
   ASSERT_TRUE(script) << error;
-  script->post_recv();
-  script->pre_send();
+  script->post_recv()();
+  script->pre_send()();
 }
 
 TEST_F(ScriptBuild, ReusesAnObjectUntilSomethingItIsMadeFromChanges) {

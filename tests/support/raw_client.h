@@ -8,6 +8,7 @@
 #include <unistd.h>
 
 #include <array>
+#include <cerrno>
 #include <string>
 #include <string_view>
 
@@ -23,6 +24,8 @@ class RawClient {
     EXPECT_EQ(::connect(socket_, reinterpret_cast<sockaddr*>(&address), sizeof address), 0);
     const int on = 1;  // each write a segment of its own
     ::setsockopt(socket_, IPPROTO_TCP, TCP_NODELAY, &on, sizeof on);
+    const timeval patience{30, 0};  // a missing answer fails the test instead of blocking it
+    ::setsockopt(socket_, SOL_SOCKET, SO_RCVTIMEO, &patience, sizeof patience);
   }
   RawClient(const RawClient&) = delete;
   RawClient& operator=(const RawClient&) = delete;
@@ -47,6 +50,9 @@ class RawClient {
     std::array<char, 65536> buffer{};
     while (end.empty() || !text.ends_with(end)) {
       const ssize_t count = ::recv(socket_, buffer.data(), buffer.size(), 0);
+      if (count < 0 && errno == EINTR) {
+        continue;
+      }
       if (count <= 0) {
         break;
       }

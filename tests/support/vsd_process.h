@@ -7,10 +7,15 @@
 
 #include <array>
 #include <csignal>
+#include <cstdlib>
 #include <filesystem>
+#include <fstream>
+#include <iterator>
 #include <stdexcept>
 #include <string>
+#include <string_view>
 #include <utility>
+#include <vector>
 
 #include "tests/support/temporary_folder.h"
 
@@ -19,9 +24,10 @@ namespace vsd::test {
 class VsdProcess {
  public:
   // Starts `vsd run` on a copy of `root` and waits for its ready line. `settings` are keyword lines
-  // put behind those of its vsd.conf.
-  explicit VsdProcess(const std::filesystem::path& root, const std::string& settings = "") {
-    const auto work = folder_.path() / "work";
+  // put behind those of its vsd.conf, `option` is one more argument.
+  explicit VsdProcess(const std::filesystem::path& root, const std::string& settings = "",
+                      const char* option = nullptr) {
+    const auto work = this->root();
     std::filesystem::copy(root, work, std::filesystem::copy_options::recursive);
     std::ofstream(work / "vsd.conf", std::ios::app) << '\n' << settings;
 
@@ -32,8 +38,9 @@ class VsdProcess {
     pid_ = fork();
     if (pid_ == 0) {
       dup2(ends[1], STDOUT_FILENO);
+      dup2(open(log_path().c_str(), O_CREAT | O_WRONLY | O_APPEND, 0600), STDERR_FILENO);
       execl(VSD_BINARY, VSD_BINARY, "run", "--root", work.c_str(), "--listen", "127.0.0.1:0",
-            nullptr);
+            option, nullptr);
       _exit(127);
     }
     ::close(ends[1]);
@@ -56,8 +63,36 @@ class VsdProcess {
     return "http://127.0.0.1:" + std::to_string(port_) + target;
   }
 
+  // The work directory that is served.
+  [[nodiscard]] std::filesystem::path root() const { return folder_.path() / "work"; }
+  void write(const std::string& name, std::string_view text) const {
+    folder_.write("work/" + name, text);
+  }
+
+  // What vsd has written on standard error so far.
+  [[nodiscard]] std::string log() const {
+    std::ifstream file(log_path());
+    return {std::istreambuf_iterator<char>(file), {}};
+  }
+
+  // Runs `vsd COMMAND` on the work directory and returns its exit status.
+  [[nodiscard]] int run(const std::string& command) const {
+    const std::string line = std::string(VSD_BINARY) + " " + command + " --root " +
+                             root().string() + " >>" + log_path().string() + " 2>&1";
+    const int status = std::system(line.c_str());
+    return WIFEXITED(status) ? WEXITSTATUS(status) : -1;
+  }
+
+  // The processes that the parent has started and not lost.
+  [[nodiscard]] std::vector<pid_t> workers() const {
+    const std::string pid = std::to_string(pid_);
+    std::ifstream children("/proc/" + pid + "/task/" + pid + "/children");
+    return {std::istream_iterator<pid_t>(children), {}};
+  }
+
+  void signal(int number) const { kill(pid_, number); }
   // Asks for the end and returns at once.
-  void signal_stop() const { kill(pid_, SIGTERM); }
+  void signal_stop() const { signal(SIGTERM); }
 
   // Ends vsd if it still runs. Returns its exit status, or -1 when a signal ended it.
   int stop() {
@@ -78,6 +113,8 @@ class VsdProcess {
     }
     return line;
   }
+
+  [[nodiscard]] std::filesystem::path log_path() const { return folder_.path() / "stderr"; }
 
   wz::test::TemporaryFolder folder_;
   pid_t pid_ = -1;

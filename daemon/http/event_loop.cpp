@@ -1,0 +1,257 @@
+#include "daemon/http/event_loop.h"
+
+#include <netinet/in.h>
+#include <netinet/tcp.h>
+#include <poll.h>
+#include <sys/eventfd.h>
+#include <sys/socket.h>
+
+#include <algorithm>
+#include <cerrno>
+#include <csignal>
+#include <ctime>
+#include <system_error>
+#include <utility>
+
+namespace vsd::http {
+namespace {
+
+using boost::system::error_code;
+
+constexpr std::chrono::milliseconds kSweepInterval{250};
+constexpr std::chrono::seconds kPatience{1};  // with unfinished requests when there is no room
+constexpr int kAcceptsPerEvent = 64;          // then the other connections have their turn
+constexpr int kReleasesPerEvent = 256;        // of answers that are due; likewise
+
+}  // namespace
+
+EventLoop::EventLoop(const HttpLimits& limits, RequestHandler& handler, int listen_fd,
+                     const HandoverChannel* handover)
+    : context_(limits, handler), handover_(handover) {
+  listener_.assign(listen_fd);
+  listener_.non_blocking(true);
+  const int event = ::eventfd(0, EFD_CLOEXEC | EFD_NONBLOCK);
+  if (event < 0) {
+    throw std::system_error(errno, std::generic_category(), "eventfd");
+  }
+  wake_event_.assign(event);
+  sockets_.assign(poller_.descriptor());
+  if (handover_ != nullptr) {
+    handed_over_.assign(handover_->descriptor());
+  }
+  on_signal(SIGTERM, [this] { on_stop(); });
+  struct sigaction interrupt {};
+  if (::sigaction(SIGINT, nullptr, &interrupt) == 0 && interrupt.sa_handler != SIG_IGN) {
+    on_signal(SIGINT, [this] { on_stop(); });
+  }
+}
+
+EventLoop::~EventLoop() {
+  sockets_.release();  // the poller closes it
+  if (handed_over_.is_open()) {
+    handed_over_.release();  // the channel closes it
+  }
+}
+
+void EventLoop::run() {
+  wait_for_signal();
+  wait_for_requests();
+  wait_for_clients();
+  wait_for_handover();
+  wait_for_sockets();
+  io_.run();
+  while (!clients_.empty()) {
+    const ConnectionPtr connection = clients_.back().connection;
+    connection->close();
+  }
+}
+
+void EventLoop::wait_for_sockets() {
+  sockets_.async_wait(Descriptor::wait_read, [this](const error_code& error) {
+    if (!error) {
+      poller_.dispatch();
+      wait_for_sockets();
+    }
+  });
+}
+
+void EventLoop::wait_for_clients() {
+  if (accepting_ || !listener_.is_open()) {
+    return;
+  }
+  accepting_ = true;
+  listener_.async_wait(Descriptor::wait_read, [this](const error_code& error) {
+    accepting_ = false;
+    if (!error && listener_.is_open()) {
+      accept_clients();
+    }
+  });
+}
+
+// Accepts who waits; true when it stopped for the others' sake and more may wait. At the limit of
+// connections or of descriptors new clients stay in the kernel's queue; the sweep looks again, so
+// that the listener, which remains readable, does not keep the loop busy.
+bool EventLoop::accept_clients() {
+  for (int i = 0; i < kAcceptsPerEvent; ++i) {
+    if (clients_.size() >= context_.limits.max_connections && !make_room_for_client()) {
+      return false;
+    }
+    const int fd =
+        ::accept4(listener_.native_handle(), nullptr, nullptr, SOCK_CLOEXEC | SOCK_NONBLOCK);
+    if (fd >= 0) {
+      open(FileDescriptor(fd));
+    } else if (errno == EAGAIN || errno == EWOULDBLOCK) {
+      wait_for_clients();
+      return false;
+    } else if (errno == EMFILE || errno == ENFILE || errno == ENOBUFS || errno == ENOMEM) {
+      if (!make_room_for_client()) {
+        return false;
+      }
+    }  // else the client has gone before it was accepted
+  }
+  wait_for_clients();
+  return true;
+}
+
+void EventLoop::open(FileDescriptor socket) {
+  const int on = 1;
+  ::setsockopt(socket.get(), IPPROTO_TCP, TCP_NODELAY, &on, sizeof on);
+  const TimePoint now = Clock::now();
+  try {
+    auto connection =
+        std::make_shared<Connection>(*this, context_, poller_, std::move(socket), now);
+    connection->index = clients_.size();
+    clients_.push_back({std::move(connection), now + shortest_timeout(context_.limits)});
+    arm_sweep();
+  } catch (const std::exception&) {  // out of memory or of epoll watches: this client is refused
+  }
+}
+
+void EventLoop::closed(Connection& connection) noexcept {
+  delayed_.remove(connection);
+  const ConnectionPtr keep = clients_[connection.index].connection;
+  std::swap(clients_[connection.index], clients_.back());
+  clients_[connection.index].connection->index = connection.index;
+  clients_.pop_back();
+  end_when_drained();
+}
+
+// For a client that waits, closes the connection that has been idle longest; when none is idle, the
+// one whose request has been unfinished longest, so that clients that never finish theirs cannot
+// keep all others out. False when there is neither such a client nor such a connection.
+bool EventLoop::make_room_for_client() {
+  pollfd waiting{listener_.native_handle(), POLLIN, 0};
+  if (::poll(&waiting, 1, 0) != 1) {
+    wait_for_clients();
+    return false;
+  }
+  const TimePoint unfinished_for_long = Clock::now() - kPatience + context_.limits.request_timeout;
+  ConnectionPtr oldest;
+  for (const Client& client : clients_) {
+    const Exchange& exchange = client.connection->exchange();
+    const bool candidate =
+        exchange.idle() || (exchange.receiving() && exchange.deadline() < unfinished_for_long);
+    if (!candidate) {
+      continue;
+    }
+    if (oldest == nullptr || exchange.idle() > oldest->exchange().idle() ||
+        (exchange.idle() == oldest->exchange().idle() &&
+         exchange.deadline() < oldest->exchange().deadline())) {
+      oldest = client.connection;
+    }
+  }
+  if (oldest == nullptr) {
+    arm_sweep();
+    return false;
+  }
+  oldest->close();
+  return true;
+}
+
+void EventLoop::delay(Connection& connection, TimePoint due) {
+  delayed_.add(connection, due);
+  arm_delay_timer();
+}
+
+void EventLoop::arm_delay_timer() {
+  if (delayed_.next_due() >= delay_armed_) {
+    return;
+  }
+  delay_armed_ = delayed_.next_due();
+  delay_timer_.expires_at(delay_armed_);
+  delay_timer_.async_wait([this](const error_code& error) {
+    if (!error) {
+      release_due();
+    }
+  });
+}
+
+void EventLoop::release_due() {
+  delay_armed_ = TimePoint::max();
+  const TimePoint now = Clock::now();
+  context_.date.update(std::time(nullptr));
+  for (int i = 0; i < kReleasesPerEvent; ++i) {
+    DelayQueue::Item* const item = delayed_.take_due(now);
+    if (item == nullptr) {
+      break;
+    }
+    const ConnectionPtr connection = static_cast<Connection*>(item)->shared_from_this();
+    connection->resume(now);
+  }
+  arm_delay_timer();
+}
+
+void EventLoop::arm_sweep() {
+  if (sweeping_) {
+    return;
+  }
+  sweeping_ = true;
+  sweep_timer_.expires_after(kSweepInterval);
+  sweep_timer_.async_wait([this](const error_code& error) {
+    sweeping_ = false;
+    if (!error) {
+      sweep();
+    }
+  });
+}
+
+void EventLoop::sweep() {
+  const TimePoint now = Clock::now();
+  context_.date.update(std::time(nullptr));
+  // Backwards, because closing a connection puts the last one in its place.
+  for (std::size_t i = clients_.size(); i > 0; --i) {
+    if (i <= clients_.size() && now >= clients_[i - 1].look_at) {
+      look_at(clients_[i - 1], now);
+    }
+  }
+  if (listener_.is_open() && !accepting_) {
+    accept_clients();
+  }
+  if (hands_over()) {
+    hand_over_idle();
+  }
+  if (!clients_.empty() || !accepting_) {
+    arm_sweep();
+  }
+}
+
+void EventLoop::abandon(int socket) {
+  for (const Client& client : clients_) {
+    if (client.connection->socket() == socket) {
+      client.connection->abandon();
+      return;
+    }
+  }
+}
+
+void EventLoop::look_at(Client& client, TimePoint now) {
+  const ConnectionPtr connection = client.connection;
+  const TimePoint deadline = connection->exchange().deadline();
+  const TimePoint next = now + shortest_timeout(context_.limits);
+  client.look_at = deadline > now ? std::min(deadline, next) : next;
+  if (deadline <= now) {
+    connection->check_deadline(now);  // may close it, and then `client` is another one's
+  }
+}
+
+}  // namespace vsd::http

@@ -1,0 +1,174 @@
+// How the event loop ends: it drains and closes what it has, or hands it over to a successor.
+#include <linux/filter.h>
+#include <sys/socket.h>
+#include <unistd.h>
+
+#include <algorithm>
+#include <array>
+
+#include "daemon/http/event_loop.h"
+
+namespace vsd::http {
+namespace {
+
+using boost::system::error_code;
+
+// Lets no more connections into the queue of a listener, so that none can come between the last
+// accept and the close, which would reset it. Who tries then is refused at the next attempt.
+void close_queue(int listener) noexcept {
+  sock_filter drop_all = BPF_STMT(BPF_RET | BPF_K, 0);
+  const sock_fprog program{1, &drop_all};
+  ::setsockopt(listener, SOL_SOCKET, SO_ATTACH_FILTER, &program, sizeof program);
+}
+
+}  // namespace
+
+void EventLoop::on_signal(int signal, std::function<void()> action) {
+  signals_.add(signal);
+  signal_actions_[signal] = std::move(action);
+}
+
+void EventLoop::wake(std::uint64_t request) noexcept {
+  [[maybe_unused]] const ssize_t ignored =
+      ::write(wake_event_.native_handle(), &request, sizeof request);
+}
+
+void EventLoop::wait_for_signal() {
+  signals_.async_wait([this](const error_code& error, int signal) {
+    if (!error) {
+      signal_actions_[signal]();
+      wait_for_signal();
+    }
+  });
+}
+
+void EventLoop::wait_for_requests() {
+  wake_event_.async_wait(Descriptor::wait_read, [this](const error_code& error) {
+    std::uint64_t requests = 0;
+    if (error ||
+        ::read(wake_event_.native_handle(), &requests, sizeof requests) != sizeof requests) {
+      return;
+    }
+    if (requests >= kRetire) {
+      begin_retirement();
+    }
+    if (requests % kRetire != 0) {
+      on_stop();
+    }
+    wait_for_requests();
+  });
+}
+
+void EventLoop::on_stop() {
+  if (context_.draining) {
+    io_.stop();
+    return;
+  }
+  begin_drain();
+}
+
+void EventLoop::begin_drain() {
+  if (listener_.is_open()) {
+    close_queue(listener_.native_handle());
+    while (accept_clients()) {  // who has connected is served
+    }
+    take_over();
+  }
+  context_.draining = true;
+  error_code ignored;
+  listener_.close(ignored);
+  const TimePoint now = Clock::now();
+  const auto clients = clients_;  // closing changes the list
+  for (const Client& client : clients) {
+    client.connection->drain(now);
+  }
+  end_when_drained();
+}
+
+void EventLoop::begin_retirement() {
+  if (handover_ == nullptr) {
+    on_stop();
+    return;
+  }
+  if (retired_ || context_.draining) {
+    return;
+  }
+  retired_ = true;
+  error_code ignored;
+  listener_.close(ignored);
+  handed_over_.release();
+  hand_over_idle();
+  if (on_retired_) {
+    on_retired_();
+  }
+  end_when_drained();
+}
+
+void EventLoop::end_when_drained() {
+  if ((context_.draining || retired_) && clients_.empty()) {
+    io_.stop();
+  }
+}
+
+void EventLoop::wait_for_handover() {
+  if (!handed_over_.is_open()) {
+    return;
+  }
+  handed_over_.async_wait(Descriptor::wait_read, [this](const error_code& error) {
+    if (!error && handed_over_.is_open()) {
+      take_over();
+      wait_for_handover();
+    }
+  });
+}
+
+void EventLoop::take_over() {
+  if (!handed_over_.is_open()) {
+    return;
+  }
+  for (auto sockets = handover_->take(); !sockets.empty(); sockets = handover_->take()) {
+    for (FileDescriptor& socket : sockets) {
+      open(std::move(socket));
+    }
+  }
+}
+
+void EventLoop::hand_over_idle() {
+  std::vector<ConnectionPtr> idle;
+  for (const Client& client : clients_) {
+    if (client.connection->exchange().idle()) {
+      idle.push_back(client.connection);
+    }
+  }
+  std::span<const ConnectionPtr> rest(idle);
+  while (!rest.empty()) {
+    const auto some = rest.first(std::min(rest.size(), HandoverChannel::kMostAtOnce));
+    if (!hand_over(some)) {
+      return;  // the channel is full; the sweep tries again
+    }
+    rest = rest.subspan(some.size());
+  }
+}
+
+// A successor serves the next request of whoever has been answered.
+void EventLoop::idle(Connection& connection) {
+  if (hands_over()) {
+    const ConnectionPtr one = connection.shared_from_this();
+    static_cast<void>(hand_over({&one, 1}));
+  }
+}
+
+bool EventLoop::hand_over(std::span<const ConnectionPtr> connections) {
+  std::array<int, HandoverChannel::kMostAtOnce> sockets{};
+  std::transform(connections.begin(), connections.end(), sockets.begin(),
+                 [](const ConnectionPtr& connection) { return connection->socket(); });
+  if (!handover_->give(std::span<const int>(sockets).first(connections.size()))) {
+    return false;
+  }
+  for (const ConnectionPtr& connection : connections) {
+    connection->close();  // the client's side stays open: the socket lives on in the channel
+  }
+  return true;
+}
+
+}  // namespace vsd::http

@@ -1,0 +1,154 @@
+// `vsd run`: everything that is set up once, and what the parent tells of while it runs.
+#include <sys/stat.h>
+#include <time.h>
+
+#include <csignal>
+#include <cstdio>
+#include <memory>
+#include <optional>
+#include <stdexcept>
+#include <string>
+#include <utility>
+#include <vector>
+
+#include "daemon/commands.h"
+#include "daemon/host_ops/host_ops.h"
+#include "daemon/process/file_watch.h"
+#include "daemon/process/pid_file.h"
+#include "daemon/process/privileges.h"
+#include "daemon/process/service_manager.h"
+#include "daemon/process/supervisor.h"
+#include "daemon/service_source.h"
+#include "daemon/settings.h"
+
+namespace vsd {
+namespace {
+
+// Descriptors that a worker needs beside its connections.
+constexpr std::size_t kOtherDescriptors = 64;
+
+std::vector<WorkerPort> open_ports(Config& config) {
+  std::vector<WorkerPort> ports;
+  for (int i = 0; i < config.workers; ++i) {
+    WorkerPort& port = ports.emplace_back();
+    port.listener = i == 0 ? open_listener(config.listen) : join_listener(config.listen);
+    config.listen.port = port.listener.port;  // the others join the port that the first one got
+  }
+  return ports;
+}
+
+// Without PID_FILE a file that cannot be had is no reason not to serve.
+std::unique_ptr<PidFile> open_pid_file(const Config& config) {
+  try {
+    return std::make_unique<PidFile>(config.root / config.pid_file);
+  } catch (const std::runtime_error& error) {
+    if (config.has_pid_file) {
+      throw;
+    }
+    std::fprintf(stderr, "vsd: warning: %s; vsd reload will not find this process\n", error.what());
+    return nullptr;
+  }
+}
+
+void check_descriptor_limit(const Config& config) {
+  const std::size_t limit = raise_descriptor_limit();
+  if (limit < config.limits.max_connections + kOtherDescriptors) {
+    std::fprintf(stderr,
+                 "vsd: warning: the limit of %zu open descriptors is too low for MAX_CONNECTIONS "
+                 "%zu\n",
+                 limit, config.limits.max_connections);
+  }
+}
+
+class RunEvents final : public SupervisorEvents {
+ public:
+  RunEvents(const ServiceSource& source, std::vector<WorkerPort>& ports, const PidFile* pid_file,
+            std::optional<FileWatch> watch)
+      : source_(source), ports_(ports), pid_file_(pid_file), watch_(std::move(watch)) {}
+
+  void ready() override {
+    std::printf("vsd: ready on %s with %s, %zu %s\n",
+                to_string(source_.latest().config().listen).c_str(), services().c_str(),
+                ports_.size(), ports_.size() == 1 ? "worker" : "workers");
+    std::fflush(stdout);
+    tell_ready();
+  }
+
+  void reloading() override {
+    timespec now{};
+    clock_gettime(CLOCK_MONOTONIC, &now);
+    const long long microseconds = now.tv_sec * 1000000LL + now.tv_nsec / 1000;
+    notify_service_manager("RELOADING=1\nMONOTONIC_USEC=" + std::to_string(microseconds));
+  }
+
+  void reloaded(bool is_good, const std::string& problem) override {
+    if (is_good) {
+      std::fprintf(stderr, "vsd: reloaded, %s\n", services().c_str());
+    } else {
+      std::fprintf(stderr, "vsd: reloaded with errors; what has errors stays as it was\n");
+    }
+    if (pid_file_ != nullptr) {
+      ++reload_.count;
+      reload_.is_good = is_good;
+      reload_.problem = problem;
+      pid_file_->record(reload_);
+    }
+    tell_ready();
+  }
+
+  void reopen_logs() override { vsd::reopen_logs(); }
+
+  void stopping() override {
+    notify_service_manager("STOPPING=1");
+    ports_.clear();  // from here on only the workers hold the listeners, and close them
+  }
+
+  [[nodiscard]] int watch_descriptor() const noexcept override {
+    return watch_ ? watch_->descriptor() : -1;
+  }
+  [[nodiscard]] bool files_changed() override { return watch_->changed(); }
+
+ private:
+  [[nodiscard]] std::string services() const {
+    const std::size_t count = source_.latest().states().size();
+    return std::to_string(count) + (count == 1 ? " service" : " services");
+  }
+  void tell_ready() const { notify_service_manager("READY=1\nSTATUS=serving " + services()); }
+
+  const ServiceSource& source_;
+  std::vector<WorkerPort>& ports_;
+  const PidFile* pid_file_;
+  std::optional<FileWatch> watch_;
+  ReloadRecord reload_;
+};
+
+}  // namespace
+
+int run_command(const CommandLine& line) {
+  std::vector<Problem> problems;
+  Config config = read_settings(line, problems);
+  print_problems(problems, "error");
+  if (!problems.empty()) {
+    return kExitFailed;
+  }
+  check_descriptor_limit(config);
+  std::vector<WorkerPort> ports = open_ports(config);
+  const std::unique_ptr<PidFile> pid_file = open_pid_file(config);
+  drop_privileges(config.user);
+  problems = apply_settings(config);
+  print_problems(problems, "error");
+  if (!problems.empty()) {
+    return kExitFailed;
+  }
+  std::optional<FileWatch> watch;
+  if (line.watch) {
+    watch.emplace(config.root);  // before the services are read, so that no change is missed
+  }
+  const WorkerStatus status(static_cast<std::size_t>(config.workers));
+  auto first = std::make_shared<const ServiceGeneration>(config, prepare_and_report(config), ports);
+  ServiceSource source(line, first, ports);
+  RunEvents events(source, ports, pid_file.get(), std::move(watch));
+  return supervise(status, std::move(first), source, events);
+}
+
+}  // namespace vsd

@@ -1,0 +1,81 @@
+#include "daemon/service_generation.h"
+
+#include <wz/wzlb_faker.h>
+
+#include <optional>
+#include <random>
+#include <utility>
+
+#include "daemon/access_log.h"
+#include "daemon/host_ops/host_ops.h"
+#include "daemon/http/server.h"
+#include "daemon/process/script_guard.h"
+#include "daemon/service/request_runner.h"
+#include "daemon/settings.h"
+
+namespace vsd {
+
+namespace {
+
+// What service times depend on. Requests spread over the workers, and so does the full load.
+void set_host_load(const Config& config, int worker) {
+  set_full_load(static_cast<double>(config.full_load) / config.workers);
+  seed_host_generators(config.random_seed.value_or(std::random_device{}()), worker,
+                       static_cast<double>(config.service_time_mean));
+  if (config.random_seed) {
+    wzlb_faker_seed(*config.random_seed + static_cast<unsigned long>(worker));
+  }
+}
+
+}  // namespace
+
+ServiceGeneration::ServiceGeneration(Config config, PreparedServices prepared,
+                                     std::vector<WorkerPort>& ports)
+    : config_(std::move(config)),
+      rules_{config_.script_timeout, config_.crash_limit, config_.crash_window},
+      prepared_(std::move(prepared)),
+      image_(ServiceImage::build(prepared_.services)),
+      states_(image_.size()),
+      ports_(ports) {}
+
+std::string ServiceGeneration::service_name(std::uint32_t service) const {
+  return std::string(image_.service(service).name());
+}
+
+int ServiceGeneration::serve(WorkerSeat seat) const {
+  const std::uint32_t number = seat.slot.number;
+  set_host_process(static_cast<int>(number), static_cast<int>(ports_.size()));
+  set_host_load(config_, static_cast<int>(number));
+  std::vector<Problem> problems;
+  ScriptGuard guard(seat.slot);
+  ServiceRunner runner(image_, load_scripts(prepared_, problems), guard, states_);
+  runner.set_match_detail(config_.match_detail);
+  print_problems(problems, "error");
+  std::optional<AccessLog> access_log;
+  if (!config_.access_log.empty()) {
+    access_log.emplace(config_.access_log == "-" ? "-" : config_.root / config_.access_log, number,
+                       runner);
+  }
+  http::RequestHandler* const handler =
+      access_log ? static_cast<http::RequestHandler*>(&*access_log) : &runner;
+  const http::HandoverChannel handover = std::move(ports_[number].handover);
+  http::Server server(config_.limits, *handler, ports_[number].listener.socket.release(),
+                      &handover);
+  ports_.clear();  // the other workers' sockets; they would keep connections from being served
+  set_socket_release([&server](int socket) { server.abandon(socket); });
+  server.on_signal(kRetireSignal, [&server] { server.retire(); });
+  server.on_signal(kReopenSignal, [&access_log] {
+    reopen_logs();
+    if (access_log) {
+      access_log->reopen();
+    }
+  });
+  server.on_retired([&seat] { seat.report_retired(); });
+  guard.catch_failures(seat.report_pipe);
+  seat.report_ready();
+  server.run();
+  seat.ignore_signals();
+  return 0;
+}
+
+}  // namespace vsd
