@@ -16,6 +16,7 @@ constexpr const char* kExamples = R"(Examples:
   vsd run --root ./work --watch        ... and load what changes at once
   vsd reload --root ./work             load what has changed now
   vsd faker 'person.name;locale=de'    a German name; without a class: every class there is
+  vsd hessian decode capture.bin       a Hessian message as XML
 
 `vsd COMMAND --help` tells more of a command. An option goes before its variable of the
 environment, and that before its keyword in vsd.conf: --listen, VSD_LISTEN, LISTEN. Every keyword
@@ -52,12 +53,20 @@ constexpr const char* kNewNotes = R"(Example:
 
 Exit status: 0 created, 1 failed, 2 wrong usage.)";
 
+constexpr const char* kHessianNotes = R"(The XML form is written down in hessian-xml.md.
+
+Examples:
+  vsd hessian decode capture.bin
+  echo '<hessian><int>5</int></hessian>' | vsd hessian encode | xxd
+
+Exit status: 0 done, 1 no message, 2 wrong usage.)";
+
 std::string default_root() {
   const char* root = std::getenv("VSD_ROOT");
   return root != nullptr && *root != '\0' ? root : ".";
 }
 
-// The one command without a work directory.
+// Commands without a work directory.
 void add_faker(CLI::App& app, CommandLine& line) {
   CLI::App* faker = app.add_subcommand("faker", "List the classes of fake data, or print values");
   FakerOptions& options = line.faker;
@@ -66,6 +75,27 @@ void add_faker(CLI::App& app, CommandLine& line) {
       ->check(CLI::Range(1, 1000000));
   faker->add_option("--seed", options.seed, "Number that the same values come from every time");
   faker->callback([&line] { line.command = Command::faker; });
+}
+
+void add_hessian(CLI::App& app, CommandLine& line) {
+  CLI::App* hessian = app.add_subcommand("hessian", "Hessian messages as XML and back");
+  hessian->footer(kHessianNotes);
+  hessian->require_subcommand(1);
+  HessianOptions& options = line.hessian;
+  const auto add_direction = [&](const char* name, const char* description, bool encode) {
+    CLI::App* direction = hessian->add_subcommand(name, description);
+    direction->add_option("file", options.file, "File to read (default: standard input)")
+        ->check(CLI::ExistingFile);
+    direction
+        ->add_option("--protocol", options.version, "Version of the protocol: 1 or 2 (default)")
+        ->check(CLI::Range(1, 2));
+    direction->callback([&line, encode] {
+      line.command = Command::hessian;
+      line.hessian.encode = encode;
+    });
+  };
+  add_direction("decode", "A message as XML", false);
+  add_direction("encode", "XML as a message", true);
 }
 
 }  // namespace
@@ -111,6 +141,7 @@ std::optional<CommandLine> parse_command_line(int argc, char** argv, int& exit_s
       ->add_option("name", line.service_name, "Name of the service")
       ->required();
   add_faker(app, line);
+  add_hessian(app, line);
 
   try {
     app.parse(argc, argv);

@@ -1,4 +1,4 @@
-// The command line: `vsd run | reload | check | new | faker`.
+// The command line: `vsd run | reload | check | new | faker | hessian`.
 #pragma once
 
 #include <filesystem>
@@ -7,13 +7,20 @@
 
 namespace vsd {
 
-enum class Command { run, reload, check, create, faker };
+enum class Command { run, reload, check, create, faker, hessian };
 
 // `vsd faker [CLASS]`.
 struct FakerOptions {
   std::string class_text;  // with its arguments; empty: all classes
   int count = 1;
   std::optional<unsigned long long> seed;
+};
+
+// `vsd hessian decode|encode [FILE]`.
+struct HessianOptions {
+  bool encode = false;
+  std::string file;  // empty: standard input
+  int version = 2;
 };
 
 struct CommandLine {
@@ -25,6 +32,7 @@ struct CommandLine {
   bool watch = false;                   // --watch
   std::string service_name;             // of `new`
   FakerOptions faker;
+  HessianOptions hessian;
 };
 
 // Exit statuses of vsd.

@@ -4,6 +4,7 @@
 #include "daemon/cli.h"
 #include "daemon/commands.h"
 #include "daemon/faker_command.h"
+#include "daemon/hessian_command.h"
 
 namespace {
 
@@ -19,6 +20,8 @@ int execute(const vsd::CommandLine& line) {
       return vsd::new_command(line);
     case vsd::Command::faker:
       return vsd::faker_command(line);
+    case vsd::Command::hessian:
+      return vsd::hessian_command(line);
   }
   return vsd::kExitUsage;
 }
