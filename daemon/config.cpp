@@ -118,6 +118,10 @@ constexpr Keyword kKeywords[] = {
        return set_text(v, c.pid_file);
      }},
     {"ACCESS_LOG", [](std::string_view v, Config& c) { return set_text(v, c.access_log); }},
+    {"ADMIN",
+     [](std::string_view v, Config& c) { return parse_listen_address(v, c.admin.emplace()); }},
+    {"JOURNAL_SIZE",
+     [](std::string_view v, Config& c) { return set_number(v, 0L, 1L << 30, c.journal_bytes); }},
     {"USER", [](std::string_view v, Config& c) { return set_text(v, c.user); }},
     {"TRACE_LOG",
      [](std::string_view v, Config& c) { return set_number(v, 0L, 4L, c.trace_level); }},

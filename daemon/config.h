@@ -59,6 +59,8 @@ struct Config {
   std::string pid_file = "vsd.pid";       // PID_FILE, below `root` unless absolute
   bool has_pid_file = false;              // the operator has named one
   std::string access_log;                 // ACCESS_LOG, below `root` unless absolute; empty: none
+  std::optional<ListenAddress> admin;     // ADMIN [IP:]port; absent: no admin listener
+  std::size_t journal_bytes = 4U << 20U;  // JOURNAL_SIZE: of the requests that it shows
   std::string user;                       // USER: dropped to once the listeners are open
   int debug_level = 0;                    // VSD_DEBUG: level mask of the host's log
   unsigned long long module_mask = ~0ULL;  // VSD_MODULEMASK

@@ -11,6 +11,7 @@
 #include <utility>
 #include <vector>
 
+#include "daemon/admin/admin_process.h"
 #include "daemon/commands.h"
 #include "daemon/host_ops/host_ops.h"
 #include "daemon/process/file_watch.h"
@@ -63,13 +64,21 @@ void check_descriptor_limit(const Config& config) {
 class RunEvents final : public SupervisorEvents {
  public:
   RunEvents(const ServiceSource& source, std::vector<WorkerPort>& ports, const PidFile* pid_file,
-            std::optional<FileWatch> watch)
-      : source_(source), ports_(ports), pid_file_(pid_file), watch_(std::move(watch)) {}
+            std::optional<FileWatch> watch, const Telemetry* telemetry, AdminProcess* admin)
+      : source_(source),
+        ports_(ports),
+        pid_file_(pid_file),
+        watch_(std::move(watch)),
+        telemetry_(telemetry),
+        admin_(admin) {
+    start_admin();
+  }
 
   void ready() override {
-    std::printf("vsd: ready on %s with %s, %zu %s\n",
+    std::printf("vsd: ready on %s with %s, %zu %s%s\n",
                 to_string(source_.latest().config().listen).c_str(), services().c_str(),
-                ports_.size(), ports_.size() == 1 ? "worker" : "workers");
+                ports_.size(), ports_.size() == 1 ? "worker" : "workers",
+                admin_ != nullptr ? (", admin on " + admin_->address()).c_str() : "");
     std::fflush(stdout);
     tell_ready();
   }
@@ -94,12 +103,20 @@ class RunEvents final : public SupervisorEvents {
       pid_file_->record(reload_);
     }
     tell_ready();
+    start_admin();
+  }
+
+  void child_ended(pid_t pid) override {
+    if (admin_ != nullptr && !is_stopping_) {
+      admin_->on_child_end(pid);
+    }
   }
 
   void reopen_logs() override { vsd::reopen_logs(); }
 
   void stopping() override {
     notify_service_manager("STOPPING=1");
+    is_stopping_ = true;
     ports_.clear();  // from here on only the workers hold the listeners, and close them
   }
 
@@ -115,10 +132,25 @@ class RunEvents final : public SupervisorEvents {
   }
   void tell_ready() const { notify_service_manager("READY=1\nSTATUS=serving " + services()); }
 
+  // One process per set of services: it sees them as they are when it starts.
+  void start_admin() {
+    if (admin_ == nullptr) {
+      return;
+    }
+    admin_->start([this] {
+      ports_.clear();  // its own descriptors of them; connections are the workers'
+      const ServiceGeneration& generation = source_.latest();
+      return AdminView(*telemetry_, generation.prepared(), generation.rows(), generation.states());
+    });
+  }
+
   const ServiceSource& source_;
   std::vector<WorkerPort>& ports_;
   const PidFile* pid_file_;
   std::optional<FileWatch> watch_;
+  const Telemetry* telemetry_;
+  AdminProcess* admin_;
+  bool is_stopping_ = false;
   ReloadRecord reload_;
 };
 
@@ -133,6 +165,10 @@ int run_command(const CommandLine& line) {
   }
   check_descriptor_limit(config);
   std::vector<WorkerPort> ports = open_ports(config);
+  std::optional<AdminProcess> admin;
+  if (config.admin) {
+    admin.emplace(*config.admin);
+  }
   const std::unique_ptr<PidFile> pid_file = open_pid_file(config);
   drop_privileges(config.user);
   problems = apply_settings(config);
@@ -145,9 +181,17 @@ int run_command(const CommandLine& line) {
     watch.emplace(config.root);  // before the services are read, so that no change is missed
   }
   const WorkerStatus status(static_cast<std::size_t>(config.workers));
-  auto first = std::make_shared<const ServiceGeneration>(config, prepare_and_report(config), ports);
-  ServiceSource source(line, first, ports);
-  RunEvents events(source, ports, pid_file.get(), std::move(watch));
+  PreparedServices prepared = prepare_and_report(config);
+  std::optional<Telemetry> recorded;
+  if (admin) {
+    recorded.emplace(status, prepared.services.size(), config.journal_bytes);
+  }
+  Telemetry* const telemetry = recorded ? &*recorded : nullptr;
+  auto first =
+      std::make_shared<const ServiceGeneration>(config, std::move(prepared), ports, telemetry);
+  ServiceSource source(line, first, ports, telemetry);
+  RunEvents events(source, ports, pid_file.get(), std::move(watch), telemetry,
+                   admin ? &*admin : nullptr);
   return supervise(status, std::move(first), source, events);
 }
 

@@ -30,13 +30,18 @@ void set_host_load(const Config& config, int worker) {
 }  // namespace
 
 ServiceGeneration::ServiceGeneration(Config config, PreparedServices prepared,
-                                     std::vector<WorkerPort>& ports)
+                                     std::vector<WorkerPort>& ports, Telemetry* telemetry)
     : config_(std::move(config)),
       rules_{config_.script_timeout, config_.crash_limit, config_.crash_window},
       prepared_(std::move(prepared)),
       image_(ServiceImage::build(prepared_.services)),
       states_(image_.size()),
-      ports_(ports) {}
+      ports_(ports),
+      telemetry_(telemetry) {
+  if (telemetry != nullptr) {
+    rows_ = telemetry->rows.rows_of(prepared_.services);
+  }
+}
 
 std::string ServiceGeneration::service_name(std::uint32_t service) const {
   return std::string(image_.service(service).name());
@@ -61,6 +66,10 @@ int ServiceGeneration::serve(WorkerSeat seat) const {
   const http::HandoverChannel handover = std::move(ports_[number].handover);
   http::Server server(config_.limits, *handler, ports_[number].listener.socket.release(),
                       &handover);
+  std::optional<TrafficRecorder> recorder;
+  if (telemetry_ != nullptr) {
+    server.observe(recorder.emplace(*telemetry_, seat.slot, rows_));
+  }
   ports_.clear();  // the other workers' sockets; they would keep connections from being served
   set_socket_release([&server](int socket) { server.abandon(socket); });
   server.on_signal(kRetireSignal, [&server] { server.retire(); });

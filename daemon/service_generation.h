@@ -4,6 +4,7 @@
 #include <string>
 #include <vector>
 
+#include "daemon/admin/telemetry.h"
 #include "daemon/config.h"
 #include "daemon/http/handover.h"
 #include "daemon/process/generation.h"
@@ -22,8 +23,9 @@ struct WorkerPort {
 
 class ServiceGeneration final : public Generation {
  public:
-  // `ports` must outlive the generation.
-  ServiceGeneration(Config config, PreparedServices prepared, std::vector<WorkerPort>& ports);
+  // `ports` must outlive the generation, and `telemetry` too; without it nothing is recorded.
+  ServiceGeneration(Config config, PreparedServices prepared, std::vector<WorkerPort>& ports,
+                    Telemetry* telemetry);
 
   [[nodiscard]] int serve(WorkerSeat seat) const override;
   [[nodiscard]] std::string service_name(std::uint32_t service) const override;
@@ -32,6 +34,8 @@ class ServiceGeneration final : public Generation {
 
   [[nodiscard]] const Config& config() const noexcept { return config_; }
   [[nodiscard]] const PreparedServices& prepared() const noexcept { return prepared_; }
+  // The services' rows of the counters.
+  [[nodiscard]] const std::vector<std::uint32_t>& rows() const noexcept { return rows_; }
 
  private:
   Config config_;
@@ -40,6 +44,8 @@ class ServiceGeneration final : public Generation {
   ServiceImage image_;
   ServiceStates states_;
   std::vector<WorkerPort>& ports_;
+  const Telemetry* telemetry_;
+  std::vector<std::uint32_t> rows_;
 };
 
 }  // namespace vsd

@@ -73,8 +73,8 @@ PreparedServices prepare_and_report(const Config& config) {
 
 ServiceSource::ServiceSource(const CommandLine& line,
                              std::shared_ptr<const ServiceGeneration> first,
-                             std::vector<WorkerPort>& ports)
-    : line_(line), ports_(ports), latest_(std::move(first)) {}
+                             std::vector<WorkerPort>& ports, Telemetry* telemetry)
+    : line_(line), ports_(ports), telemetry_(telemetry), latest_(std::move(first)) {}
 
 ServiceSource::~ServiceSource() {
   cancel();
@@ -93,15 +93,20 @@ void ServiceSource::read_config_anew(std::string& problem) {
   }
   const bool needs_restart = (config_.listen.port != 0 && config_.listen != former.listen) ||
                              config_.workers != former.workers || config_.user != former.user ||
-                             config_.pid_file != former.pid_file;
+                             config_.pid_file != former.pid_file || config_.admin != former.admin ||
+                             config_.journal_bytes != former.journal_bytes;
   if (needs_restart) {
-    std::fprintf(stderr,
-                 "vsd: LISTEN, WORKERS, USER and PID_FILE stay as they were until a restart\n");
+    std::fprintf(
+        stderr,
+        "vsd: LISTEN, WORKERS, USER, PID_FILE, ADMIN and JOURNAL_SIZE stay as they were until "
+        "a restart\n");
   }
   config_.listen = former.listen;
   config_.workers = former.workers;
   config_.user = former.user;
   config_.pid_file = former.pid_file;
+  config_.admin = former.admin;
+  config_.journal_bytes = former.journal_bytes;
 }
 
 bool ServiceSource::begin(std::string& problem) {
@@ -165,7 +170,8 @@ GenerationPtr ServiceSource::finish(std::string& problem) {
     print_problems(prepared.errors, "error");
     problem += lines_of(prepared.errors);
     keep_former_versions(latest_->prepared(), prepared);
-    latest_ = std::make_shared<const ServiceGeneration>(config_, std::move(prepared), ports_);
+    latest_ =
+        std::make_shared<const ServiceGeneration>(config_, std::move(prepared), ports_, telemetry_);
     return latest_;
   } catch (const std::exception& error) {
     problem += std::string(error.what()) + "\n";

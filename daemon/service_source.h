@@ -20,9 +20,10 @@ namespace vsd {
 
 class ServiceSource final : public GenerationSource {
  public:
-  // `first` is the generation that is served now. `line` and `ports` must outlive the source.
+  // `first` is the generation that is served now. `line`, `ports` and `telemetry`, which may be
+  // null, must outlive the source.
   ServiceSource(const CommandLine& line, std::shared_ptr<const ServiceGeneration> first,
-                std::vector<WorkerPort>& ports);
+                std::vector<WorkerPort>& ports, Telemetry* telemetry);
   ~ServiceSource() override;
 
   [[nodiscard]] bool begin(std::string& problem) override;
@@ -39,6 +40,7 @@ class ServiceSource final : public GenerationSource {
 
   const CommandLine& line_;
   std::vector<WorkerPort>& ports_;
+  Telemetry* telemetry_;
   std::shared_ptr<const ServiceGeneration> latest_;
   Config config_;  // of the generation that is being made
   pid_t child_ = -1;

@@ -123,6 +123,7 @@ void EventLoop::open(FileDescriptor socket) {
     connection->index = clients_.size();
     clients_.push_back({std::move(connection), now + shortest_timeout(context_.limits)});
     arm_sweep();
+    tell_connections();
   } catch (const std::exception&) {  // out of memory or of epoll watches: this client is refused
   }
 }
@@ -133,6 +134,7 @@ void EventLoop::closed(Connection& connection) noexcept {
   std::swap(clients_[connection.index], clients_.back());
   clients_[connection.index].connection->index = connection.index;
   clients_.pop_back();
+  tell_connections();
   end_when_drained();
 }
 
@@ -171,6 +173,13 @@ bool EventLoop::make_room_for_client() {
 void EventLoop::delay(Connection& connection, TimePoint due) {
   delayed_.add(connection, due);
   arm_delay_timer();
+  tell_connections();
+}
+
+void EventLoop::tell_connections() const noexcept {
+  if (context_.observer != nullptr) {
+    context_.observer->connections(clients_.size(), delayed_.size());
+  }
 }
 
 void EventLoop::arm_delay_timer() {
@@ -198,6 +207,7 @@ void EventLoop::release_due() {
     const ConnectionPtr connection = static_cast<Connection*>(item)->shared_from_this();
     connection->resume(now);
   }
+  tell_connections();
   arm_delay_timer();
 }
 

@@ -35,6 +35,7 @@ class EventLoop final : public ConnectionOwner {
   EventLoop(const EventLoop&) = delete;
   EventLoop& operator=(const EventLoop&) = delete;
 
+  void observe(TrafficObserver& observer) noexcept { context_.observer = &observer; }
   void on_signal(int signal, std::function<void()> action);
   void on_retired(std::function<void()> action) { on_retired_ = std::move(action); }
   void run();
@@ -78,6 +79,7 @@ class EventLoop final : public ConnectionOwner {
   bool accept_clients();
   void open(FileDescriptor socket);
   bool make_room_for_client();
+  void tell_connections() const noexcept;
 
   void arm_delay_timer();
   void release_due();

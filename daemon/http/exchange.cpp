@@ -266,6 +266,10 @@ void Exchange::serve(std::size_t body_size, std::size_t request_size, TimePoint 
     context_.response.status = 500;
   }
 
+  if (context_.observer != nullptr) {
+    context_.observer->answered(request, context_.response, Clock::now() - now);
+  }
+
   Framing framing;
   framing.head_request = request.method == "HEAD";
   framing.keep_alive = head_.keep_alive && !context_.draining;
@@ -280,11 +284,10 @@ void Exchange::append_answer(const Framing& framing, TimePoint now) {
   Response& response = context_.response;
   idle_timeout_ =
       response.keep_alive.count() > 0 ? response.keep_alive : context_.limits.idle_timeout;
-  if (response.delay.count() > 0) {
-    held_at_ = out_.size();
-    due_ = now + response.delay;
+  if (response.is_held()) {
+    hold(now);
   }
-  if (response.fault != Fault::none && append_fault(response, now)) {
+  if (response.fault != Fault::none && append_fault(response)) {
     return;
   }
   const auto head = append_head(out(), response, framing, context_.date.text());
@@ -305,7 +308,7 @@ void Exchange::append_answer(const Framing& framing, TimePoint now) {
 }
 
 // True when the fault stands instead of the answer.
-bool Exchange::append_fault(Response& response, TimePoint now) {
+bool Exchange::append_fault(Response& response) {
   switch (response.fault) {
     case Fault::reset:
       end_behind_answer(Phase::resetting);
@@ -317,8 +320,6 @@ bool Exchange::append_fault(Response& response, TimePoint now) {
       end_behind_answer(Phase::closing);
       return true;
     case Fault::slow:
-      due_ = now + response.delay;
-      held_at_ = out_.size();
       pace_ = pace_of(response.bytes_per_second);
       return false;
     case Fault::close_mid_body:
@@ -337,6 +338,14 @@ void Exchange::end_behind_answer(Phase phase) noexcept {
   input_.truncate(0);
 }
 
+// The answer that is about to be appended is not let out before its time.
+void Exchange::hold(TimePoint now) noexcept {
+  held_at_ = out_.size();
+  due_ = now + context_.response.delay;
+  held_since_ = now;
+  held_service_ = context_.response.service;
+}
+
 // Lets out what is due: the answer, or the next piece of a slow one.
 void Exchange::release(TimePoint now) noexcept {
   deadline_ = now + context_.limits.request_timeout;
@@ -347,6 +356,9 @@ void Exchange::release(TimePoint now) noexcept {
   } else {
     held_at_ = kNotHeld;
     pace_ = {};
+    if (context_.observer != nullptr) {
+      context_.observer->released(held_service_, now - held_since_);
+    }
   }
 }
 
@@ -369,6 +381,11 @@ void Exchange::refuse(int status, TimePoint now) {
   response.headers = "Content-Type: text/plain\r\n";
   response.body = reason_phrase(status);
   response.body += '\n';
+  if (context_.observer != nullptr) {
+    Request unread;
+    unread.head = input_.view();
+    context_.observer->answered(unread, response, {});
+  }
   linger_ = true;
   deadline_ = now + context_.limits.request_timeout;
   const bool head_request = input_.view().starts_with("HEAD ");

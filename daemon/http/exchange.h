@@ -31,6 +31,7 @@
 #include "daemon/http/message.h"
 #include "daemon/http/request_parser.h"
 #include "daemon/http/response_writer.h"
+#include "daemon/http/traffic_observer.h"
 
 namespace vsd::http {
 
@@ -45,6 +46,7 @@ struct ExchangeContext {
 
   const HttpLimits& limits;
   RequestHandler& handler;
+  TrafficObserver* observer = nullptr;
   Response response;
   HttpDate date;
   BlockPool blocks;
@@ -100,10 +102,11 @@ class Exchange {
   bool read_chunked_body(TimePoint now);
   void serve(std::size_t body_size, std::size_t request_size, TimePoint now);
   void append_answer(const Framing& framing, TimePoint now);
-  bool append_fault(Response& response, TimePoint now);
+  bool append_fault(Response& response);
   void end_behind_answer(Phase phase) noexcept;
   void release(TimePoint now) noexcept;
   void refuse(int status, TimePoint now);
+  void hold(TimePoint now) noexcept;
   void next_request(TimePoint now) noexcept;
   void skip_empty_lines() noexcept;
   [[nodiscard]] std::size_t visible_output() const noexcept;
@@ -125,6 +128,8 @@ class Exchange {
   Pace pace_;                          // of a slow answer while it is held
   std::chrono::seconds idle_timeout_;  // behind the last answer
   TimePoint due_{};
+  TimePoint held_since_{};
+  std::uint32_t held_service_ = Response::kNoService;
   TimePoint deadline_;
   bool line_checked_ = false;
   bool input_ended_ = false;

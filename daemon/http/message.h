@@ -58,6 +58,14 @@ struct Response {
   Fault fault = Fault::none;
   std::uint32_t bytes_per_second = 0;  // of Fault::slow; above 0 then
 
+  // For those who record the traffic.
+  static constexpr std::uint32_t kNoService = ~std::uint32_t{0};
+  std::uint32_t service = kNoService;  // number of the service that answers
+  std::string nearest;                 // services that came nearest when none did, a line each
+
+  // The answer, or a part of it, is sent later.
+  [[nodiscard]] bool is_held() const noexcept { return delay.count() > 0 || fault == Fault::slow; }
+
   void clear() noexcept {
     status = 200;
     status_line.clear();
@@ -66,6 +74,8 @@ struct Response {
     keep_alive = std::chrono::seconds{0};
     delay = std::chrono::milliseconds{0};
     fault = Fault::none;
+    service = kNoService;
+    nearest.clear();
   }
 };
 

@@ -10,6 +10,10 @@ Server::Server(const HttpLimits& limits, RequestHandler& handler, int listen_fd,
 
 Server::~Server() = default;
 
+void Server::observe(TrafficObserver& observer) {
+  loop_->observe(observer);
+}
+
 void Server::on_signal(int signal, std::function<void()> action) {
   loop_->on_signal(signal, std::move(action));
 }

@@ -7,6 +7,7 @@
 #include "daemon/config.h"
 #include "daemon/http/handover.h"
 #include "daemon/http/message.h"
+#include "daemon/http/traffic_observer.h"
 
 namespace vsd::http {
 
@@ -22,6 +23,9 @@ class Server {
   ~Server();
   Server(const Server&) = delete;
   Server& operator=(const Server&) = delete;
+
+  // Tells `observer`, which must outlive the server, of the traffic.
+  void observe(TrafficObserver& observer);
 
   // Calls `action` from run() when the process has received `signal`.
   void on_signal(int signal, std::function<void()> action);

@@ -105,6 +105,7 @@ void Supervisor::reap() {
   for (pid_t pid = waitpid(-1, &status, WNOHANG); pid > 0; pid = waitpid(-1, &status, WNOHANG)) {
     pool_.read_reports();  // a worker's last words
     pool_.ended(pid, status);
+    events_.child_ended(pid);
   }
 }
 

@@ -5,6 +5,8 @@
 // the logs).
 #pragma once
 
+#include <sys/types.h>
+
 #include <string>
 
 #include "daemon/process/generation.h"
@@ -47,7 +49,8 @@ class SupervisorEvents {
   // `problem` says what was.
   virtual void reloaded(bool is_good, const std::string& problem) = 0;
   virtual void reopen_logs() = 0;
-  virtual void stopping() = 0;  // before the workers are told
+  virtual void child_ended(pid_t pid) = 0;  // of any child process, the workers' included
+  virtual void stopping() = 0;              // before the workers are told
   // What becomes readable when files change, or -1; and whether it was a reason to reload.
   [[nodiscard]] virtual int watch_descriptor() const noexcept = 0;
   [[nodiscard]] virtual bool files_changed() = 0;

@@ -72,16 +72,20 @@ void ServiceRunner::answer_no_match(const http::Request& request, http::Response
     answer_with_text(404, "No service fits this request.\n", response);
     return;
   }
+  const NearMisses misses = matcher_.near_misses();
+  for (std::size_t i = 0; i < misses.count; ++i) {
+    const NearMiss& miss = misses.items[i];
+    response.nearest.append(miss.service).append(": ").append(miss.failed).append("\n");
+  }
   response.headers.append("X-Content-Type-Options: nosniff\r\n");  // it quotes the request
-  answer_with_text(404,
-                   no_match_text(request.method, path_of(request.target), matcher_.near_misses()),
-                   response);
+  answer_with_text(404, no_match_text(request.method, path_of(request.target), misses), response);
 }
 
 void ServiceRunner::serve(const ServiceView& service, const http::Request& request,
                           http::Response& response) {
   last_service_ = service.name();
   const std::size_t number = image_.index_of(service);
+  response.service = static_cast<std::uint32_t>(number);
   if (states_[number].out_of_service.load(std::memory_order_relaxed)) {
     answer_with_text(503, kOutOfService, response);
     return;

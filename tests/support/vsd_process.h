@@ -53,12 +53,17 @@ class VsdProcess {
       throw std::runtime_error("no ready line, but \"" + line + '"');
     }
     port_ = std::stoi(line.substr(colon + 1));
+    if (const auto admin = line.find("admin on 127.0.0.1:"); admin != std::string::npos) {
+      admin_port_ = std::stoi(line.substr(line.find(':', admin) + 1));
+    }
   }
   VsdProcess(const VsdProcess&) = delete;
   VsdProcess& operator=(const VsdProcess&) = delete;
   ~VsdProcess() { stop(); }
 
   [[nodiscard]] int port() const { return port_; }
+  // 0 without the keyword ADMIN.
+  [[nodiscard]] int admin_port() const { return admin_port_; }
   [[nodiscard]] std::string url(const std::string& target) const {
     return "http://127.0.0.1:" + std::to_string(port_) + target;
   }
@@ -119,6 +124,7 @@ class VsdProcess {
   wz::test::TemporaryFolder folder_;
   pid_t pid_ = -1;
   int port_ = 0;
+  int admin_port_ = 0;
   int exit_status_ = -1;
 };
 
