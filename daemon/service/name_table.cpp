@@ -15,13 +15,14 @@ NameTable build_name_table(std::span<const std::string_view> names) {
   table.bytes.resize(end);
   for (std::size_t code = 0; code < names.size(); ++code) {
     const std::string_view name = names[code];
-    const std::uint32_t hash = name_hash(name);
-    std::size_t i = hash & mask;
+    const std::uint64_t key = std::uint64_t{name_hash(name)} << 32 | name.size();
+    std::size_t i = key >> 32 & mask;
     while (slots[i].code >= 0) {
       i = (i + 1) & mask;
     }
-    slots[i] = {hash, static_cast<std::int32_t>(code), static_cast<std::uint32_t>(end),
-                static_cast<std::uint32_t>(name.size())};
+    slots[i] = {.key = key,
+                .code = static_cast<std::int32_t>(code),
+                .name = static_cast<std::uint32_t>(end)};
     const auto bytes = std::as_bytes(std::span(name));
     table.bytes.insert(table.bytes.end(), bytes.begin(), bytes.end());
     end += name.size();

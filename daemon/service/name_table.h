@@ -19,81 +19,120 @@ struct NameTableHeader {
 
 // Open addressing: a slot without a name ends the search.
 struct NameSlot {
-  std::uint32_t hash = 0;
-  std::int32_t code = -1;    // -1: the slot is free
-  std::uint32_t name = 0;    // distance of the name from the table
-  std::uint32_t length = 0;  // of the name, in bytes
+  std::uint64_t key = ~std::uint64_t{0};  // of its name; of no name while the slot is free
+  std::int32_t code = -1;                 // -1: the slot is free
+  std::uint32_t name = 0;                 // distance of the name from the table
 };
 
-[[nodiscard]] inline std::uint32_t name_hash(std::string_view name) noexcept {
-  const auto mix = [](std::uint64_t value) {
-    value *= 0x9E3779B97F4A7C15ULL;
-    return value ^ value >> 32;
-  };
-  const char* bytes = name.data();
-  std::size_t left = name.size();
-  std::uint64_t state = left;
-  for (; left > 8; left -= 8, bytes += 8) {
-    std::uint64_t word = 0;
-    std::memcpy(&word, bytes, 8);
-    state = mix(state ^ word);
-  }
-  std::uint64_t tail = 0;
-  if (left >= 4) {  // two words that may overlap cover 4 to 8 bytes
-    std::uint32_t first = 0;
-    std::uint32_t last = 0;
-    std::memcpy(&first, bytes, 4);
-    std::memcpy(&last, bytes + left - 4, 4);
-    tail = std::uint64_t{last} << 32 | first;
-  } else {
-    for (std::size_t i = 0; i < left; ++i) {
-      tail = tail << 8 | static_cast<unsigned char>(bytes[i]);
-    }
-  }
-  return static_cast<std::uint32_t>(mix(state ^ tail));
+[[nodiscard]] inline std::uint64_t mixed(std::uint64_t value) noexcept {
+  value *= 0x9E3779B97F4A7C15ULL;
+  return value ^ value >> 32;
 }
 
-// Whether two names of `length` bytes are the same; inline, because the call of memcmp would cost
-// more than the comparison of a name.
-[[nodiscard]] inline bool same_name(const char* a, const char* b, std::size_t length) noexcept {
-  const auto same_word = [a, b](std::size_t at) {
-    std::uint64_t first = 0;
-    std::uint64_t second = 0;
-    std::memcpy(&first, a + at, 8);
-    std::memcpy(&second, b + at, 8);
-    return first == second;
-  };
-  if (length < 8) {
-    for (std::size_t i = 0; i < length; ++i) {
-      if (a[i] != b[i]) {
-        return false;
+template <typename Word>
+[[nodiscard]] Word word_at(const char* bytes) noexcept {
+  Word word = 0;
+  std::memcpy(&word, bytes, sizeof word);
+  return word;
+}
+
+// Whether two texts of one word to two words are the same; the words may overlap.
+template <typename Word>
+[[nodiscard]] bool same_words(const char* a, const char* b, std::size_t length) noexcept {
+  const std::size_t last = length - sizeof(Word);
+  return word_at<Word>(a) == word_at<Word>(b) && word_at<Word>(a + last) == word_at<Word>(b + last);
+}
+
+// How a name is hashed and compared. Nearly all names have at most sixteen bytes, which takes no
+// loop and no call.
+struct ShortName {
+  static constexpr std::size_t kMaxLength = 16;
+
+  [[nodiscard]] static std::uint64_t hash(const char* name, std::size_t length) noexcept {
+    if (length >= 8) {
+      return mixed(mixed(length ^ word_at<std::uint64_t>(name)) ^
+                   word_at<std::uint64_t>(name + length - 8));
+    }
+    std::uint64_t bytes = 0;
+    if (length >= 4) {
+      bytes = word_at<std::uint32_t>(name + length - 4);
+      bytes = bytes << 32 | word_at<std::uint32_t>(name);
+    } else {
+      for (std::size_t i = 0; i < length; ++i) {
+        bytes = bytes << 8 | static_cast<unsigned char>(name[i]);
       }
     }
-    return true;
+    return mixed(length ^ bytes);
   }
-  for (std::size_t at = 0; at + 8 < length; at += 8) {
-    if (!same_word(at)) {
-      return false;
+
+  [[nodiscard]] static bool same(const char* a, const char* b, std::size_t length) noexcept {
+    if (length >= 8) {
+      return same_words<std::uint64_t>(a, b, length);
+    }
+    if (length >= 4) {
+      return same_words<std::uint32_t>(a, b, length);
+    }
+    return length == 0 || (same_words<char>(a, b, length) && a[length / 2] == b[length / 2]);
+  }
+};
+
+struct LongName {
+  [[nodiscard]] static std::uint64_t hash(const char* name, std::size_t length) noexcept {
+    std::uint64_t state = length;
+    for (std::size_t at = 0; at + 8 < length; at += 8) {
+      state = mixed(state ^ word_at<std::uint64_t>(name + at));
+    }
+    return mixed(state ^ word_at<std::uint64_t>(name + length - 8));
+  }
+
+  [[nodiscard]] static bool same(const char* a, const char* b, std::size_t length) noexcept {
+    return std::memcmp(a, b, length) == 0;
+  }
+};
+
+// The hash of any name.
+[[nodiscard]] inline std::uint32_t name_hash(std::string_view name) noexcept {
+  return static_cast<std::uint32_t>(name.size() <= ShortName::kMaxLength
+                                        ? ShortName::hash(name.data(), name.size())
+                                        : LongName::hash(name.data(), name.size()));
+}
+
+// Whether any two names of `length` bytes are the same.
+[[nodiscard]] inline bool same_name(const char* a, const char* b, std::size_t length) noexcept {
+  return length <= ShortName::kMaxLength ? ShortName::same(a, b, length)
+                                         : LongName::same(a, b, length);
+}
+
+template <typename Kind>
+[[nodiscard]] std::uint64_t name_key(std::string_view name) noexcept {
+  return Kind::hash(name.data(), name.size()) << 32 | name.size();
+}
+
+template <typename Kind>
+[[nodiscard]] int find_name_of(const char* table, std::string_view name, long slots) noexcept {
+  const auto* slot_of = reinterpret_cast<const NameSlot*>(table + sizeof(NameTableHeader));
+  const std::size_t mask = static_cast<std::size_t>(slots) - 1;
+  const std::uint64_t key = name_key<Kind>(name);
+  for (std::size_t i = key >> 32 & mask;; i = (i + 1) & mask) {
+    const NameSlot& slot = slot_of[i];
+    if (slot.key == key && Kind::same(table + slot.name, name.data(), name.size())) {
+      return slot.code;
+    }
+    if (slot.code < 0) {
+      return -1;
     }
   }
-  return same_word(length - 8);  // may overlap the word before
+}
+
+[[nodiscard, gnu::noinline]] inline int find_long_name(const char* table, std::string_view name,
+                                                       long slots) noexcept {
+  return find_name_of<LongName>(table, name, slots);
 }
 
 // The code of `name`, or -1. `slots` is the table's number of slots, a power of two.
 [[nodiscard]] inline int find_name(const char* table, std::string_view name, long slots) noexcept {
-  const auto* slot_of = reinterpret_cast<const NameSlot*>(table + sizeof(NameTableHeader));
-  const std::size_t mask = static_cast<std::size_t>(slots) - 1;
-  const std::uint32_t hash = name_hash(name);
-  for (std::size_t i = hash & mask;; i = (i + 1) & mask) {
-    const NameSlot& slot = slot_of[i];
-    if (slot.code < 0) {
-      return -1;
-    }
-    if (slot.hash == hash && slot.length == name.size() &&
-        same_name(table + slot.name, name.data(), name.size())) {
-      return slot.code;
-    }
-  }
+  return name.size() <= ShortName::kMaxLength ? find_name_of<ShortName>(table, name, slots)
+                                              : find_long_name(table, name, slots);
 }
 
 struct NameTable {

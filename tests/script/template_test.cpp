@@ -39,6 +39,7 @@ TEST_F(TemplateTest, Substitutes) {
       {"{a_count}{a_COUNT}{unset_count}", "110"},
       {"{today_count}", "{today_count}"},
       {"{a} {a", "value {a"},
+      {"{a!}{unknown_with_a_long_name!}", "{a!}{unknown_with_a_long_name!}"},
       {"{", "{"},
       // The reference runs to the first brace that closes, so this one has no name.
       {"{ \"k\": \"{a}\" }", "{ \"k\": \"{a}\" }"},
@@ -48,6 +49,17 @@ TEST_F(TemplateTest, Substitutes) {
   }
   EXPECT_STREQ(wz_eval_string(nullptr), "");
   EXPECT_EQ(std::memcmp(wz_eval_string(arg("<{bytes}>")), "<x\0y>", 6), 0);
+}
+
+// Pieces are copied and searched in blocks: every length and place has its turn.
+TEST_F(TemplateTest, SubstitutesAtEveryPlace) {
+  for (std::size_t n = 0; n <= 80; ++n) {
+    const std::string value(n, 'v');
+    const std::string before(80 - n, 'b');
+    set("a", value);
+    const std::string text = before + "{a}" + value + "{a " + before + "}" + before + "{a}{";
+    EXPECT_EQ(eval(text.c_str()), before + value + value + value + before + value + "{");
+  }
 }
 
 TEST_F(TemplateTest, ReportsIndexesBeyondTheArray) {

@@ -10,11 +10,11 @@ class OutputBuffer {
 
   [[nodiscard]] char* data() const noexcept { return data_; }
 
-  // Whether `length` more bytes and a NUL fit behind the `used` bytes already written; one byte
-  // always stays unused.
-  [[nodiscard]] bool fits(long used, long length) const noexcept {
-    return used + length + 1 < capacity_;
-  }
+  // How many more bytes, with a NUL behind them, fit behind the `used` bytes already written; one
+  // byte always stays unused. Below 0 when not even the NUL does.
+  [[nodiscard]] long room(long used) const noexcept { return capacity_ - used - 2; }
+
+  [[nodiscard]] bool fits(long used, long length) const noexcept { return length <= room(used); }
 
   // Makes them fit. Growth may move the buffer; false when it failed.
   [[nodiscard]] bool reserve(long used, long length) noexcept {

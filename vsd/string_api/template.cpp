@@ -6,16 +6,16 @@
 //
 // Scripts evaluate a template per request, so the usual reference, a scalar that is there, takes a
 // short way: one lookup, one copy, and nothing but the position in the output kept between pieces.
-#include <emmintrin.h>
 #include <wz/wz_script.h>
 
-#include <bit>
+#include <algorithm>
 #include <charconv>
 #include <cstdio>
 #include <cstring>
 
 #include "vsd/string_api/context.h"
 #include "vsd/string_api/output_buffer.h"
+#include "vsd/string_api/template_scan.h"
 #include "vsd/string_api/template_values.h"
 #include "vsd/string_api/url_codec.h"
 #include "vsd/trace.h"
@@ -40,31 +40,10 @@ bool evaluation_is_traced() noexcept {
   return tracing(WZLB_LEVEL_3, kModuleApi);
 }
 
-// Copies kHalf to 2 * kHalf bytes as two blocks that may overlap.
-template <std::size_t kHalf>
-inline void copy_halves(char* to, const char* from, std::size_t length) noexcept {
-  char first[kHalf];
-  char last[kHalf];
-  std::memcpy(first, from, kHalf);
-  std::memcpy(last, from + length - kHalf, kHalf);
-  std::memcpy(to, first, kHalf);
-  std::memcpy(to + length - kHalf, last, kHalf);
-}
-
-// memcpy without the call for short values, which most are.
-inline void copy_bytes(char* to, const char* from, std::size_t length) noexcept {
-  if (length - 8 <= 8) {
-    copy_halves<8>(to, from, length);
-  } else if (length - 16 <= 16) {
-    copy_halves<16>(to, from, length);
-  } else {
-    std::memcpy(to, from, length);
-  }
-}
-
 // Copies bytes behind the `used` bytes of the output buffer; returns how many were written, which
 // is none when the buffer could not grow.
-inline std::size_t append_bytes(const char* bytes, std::size_t length, std::size_t used) noexcept {
+[[gnu::noinline]] std::size_t append_bytes(const char* bytes, std::size_t length,
+                                           std::size_t used) noexcept {
   if (!output_buffer.reserve(static_cast<long>(used), static_cast<long>(length))) [[unlikely]] {
     return 0;
   }
@@ -114,28 +93,55 @@ inline std::size_t append_value(Value value, int flag, std::size_t used, bool tr
                               : append_bytes(value.text, value.length, used);
 }
 
-// Where the name that starts at `at` ends; `end` when nothing ends it. Sixteen characters at a
-// time: one step for most names.
-inline char* find_name_end(char* at, char* end) noexcept {
-  constexpr int kStep = 16;
-  for (; end - at >= kStep; at += kStep) {
-    const __m128i text = _mm_loadu_si128(reinterpret_cast<const __m128i*>(at));
-    const auto is = [text](char c) { return _mm_cmpeq_epi8(text, _mm_set1_epi8(c)); };
-    const __m128i hits =
-        _mm_or_si128(_mm_or_si128(is('}'), is(',')), _mm_or_si128(is(' '), is('\t')));
-    if (const auto bits = static_cast<unsigned>(_mm_movemask_epi8(hits)); bits != 0) {
-      return at + std::countr_zero(bits);
-    }
-  }
-  while (at != end && *at != '}' && *at != ',' && *at != ' ' && *at != '\t') {
-    ++at;
-  }
-  return at;
-}
+// Where an expansion writes next. Kept apart from the buffer, whose fields any byte written might
+// change for all that the compiler knows.
+class Writer {
+ public:
+  // Behind the first `used` bytes of the output buffer.
+  explicit Writer(std::size_t used) noexcept
+      : at_(output_buffer.data() + used), room_(output_buffer.room(static_cast<long>(used))) {}
 
-inline char* find(char* from, char* end, char brace) noexcept {
-  return static_cast<char*>(std::memchr(from, brace, static_cast<std::size_t>(end - from)));
-}
+  [[nodiscard]] char* at() const noexcept { return at_; }
+  [[nodiscard]] std::size_t used() const noexcept {
+    return static_cast<std::size_t>(at_ - output_buffer.data());
+  }
+
+  // Bytes that the buffer cannot take are left out whole.
+  void append(const char* bytes, std::size_t length) noexcept {
+    if (static_cast<long>(length) > room_) [[unlikely]] {
+      *this = Writer(used() + append_bytes(bytes, length, used()));
+      return;
+    }
+    copy_bytes(at_, bytes, length);
+    advance(static_cast<long>(length));
+  }
+
+  // Appends the text before the next `{` and returns it; appends all up to `end` and returns null
+  // when there is none.
+  char* append_literal(char* read, char* end) noexcept {
+    const long rest = end - read;
+    const long length = std::min(rest, room_);
+    if (length >= kScanBlock) {
+      char* open = copy_to_brace(read, length, at_);
+      if (open != nullptr || length == rest) [[likely]] {
+        advance(open != nullptr ? open - read : rest);
+        return open;
+      }
+    }
+    char* open = find(read, end, '{');
+    append(read, static_cast<std::size_t>(open != nullptr ? open - read : rest));
+    return open;
+  }
+
+ private:
+  void advance(long length) noexcept {
+    at_ += length;
+    room_ -= length;
+  }
+
+  char* at_;
+  long room_;
+};
 
 // One reference of a template.
 struct Reference {
@@ -148,20 +154,15 @@ struct Reference {
   }
 };
 
-inline Reference parse_reference(char* open, char* end) noexcept {
-  char* name_end = find_name_end(open + 1, end);
-  const bool only_a_name = name_end != end && *name_end == '}';
-  return {.open = open,
-          .name_end = name_end,
-          .close = only_a_name ? name_end : find(name_end, end, '}')};
-}
-
 // Each expand function writes what a reference stands for behind the `used` bytes of the output
 // buffer and returns the bytes written.
 class Evaluation {
  public:
   Evaluation(int flag, const char* text) noexcept
-      : context_(Context::current()), flag_(flag), traced_(evaluation_is_traced()) {
+      : context_(Context::current()),
+        flag_(flag),
+        traced_(evaluation_is_traced()),
+        is_plain_(!traced_ && !is_coding_flag(flag)) {
     EVAL_TRACE(traced_, "Method called. string = %s, flag = %d", text, flag);
   }
 
@@ -169,52 +170,73 @@ class Evaluation {
   char* run(char* text) const noexcept;
 
  private:
-  std::size_t expand(Reference reference, std::size_t used) const noexcept;
-  std::size_t expand_computed(Reference reference, const VarTransTableEntry& variable,
+  std::size_t expand(const Reference& reference, int hash_code, std::size_t used) const noexcept;
+  std::size_t expand_computed(const Reference& reference, const VarTransTableEntry& variable,
                               std::size_t used) const noexcept;
-  std::size_t expand_indexed(Reference reference, std::size_t used) const noexcept;
+  std::size_t expand_indexed(const Reference& reference, std::size_t used) const noexcept;
   std::size_t expand_count(const UserVarEntry& entry, std::size_t used) const noexcept;
-  std::size_t expand_element(Reference reference, const UserVarEntry& entry, int index,
+  std::size_t expand_element(const Reference& reference, const UserVarEntry& entry, int index,
                              std::size_t used) const noexcept;
 
   std::size_t append(Value value, std::size_t used) const noexcept {
     return append_value(value, flag_, used, traced_);
   }
-  static std::size_t append_unchanged(Reference reference, std::size_t used) noexcept {
+  static std::size_t append_unchanged(const Reference& reference, std::size_t used) noexcept {
     return append_bytes(reference.open,
                         static_cast<std::size_t>(reference.close + 1 - reference.open), used);
+  }
+
+  // The value that is written as it stands, with nothing to tell about it; null for other cases.
+  [[nodiscard]] const UserVarEntry* plain_scalar(int hash_code) const noexcept {
+    if (!is_plain_ || hash_code == kNotFound) {
+      return nullptr;
+    }
+    const UserVarEntry* entry = context_.value_entry(context_.variable(hash_code));
+    return entry != nullptr && !is_array(entry) && entry->value.value != nullptr ? entry : nullptr;
   }
 
   Context context_;
   int flag_;
   bool traced_;
+  bool is_plain_;  // values are neither coded nor traced
 };
 
 char* Evaluation::run(char* text) const noexcept {
   char* const end = text + std::strlen(text);
   char* read = text;
-  std::size_t used = 0;
-  while (char* open = find(read, end, '{')) {
-    const Reference reference = parse_reference(open, end);
-    if (reference.close == nullptr) {
+  Writer writer(0);
+  char* open = writer.append_literal(read, end);
+  while (open != nullptr) {
+    char* const name = open + 1;
+    const auto [name_end, close] = find_reference_end(name, end);
+    if (close == nullptr) {
       break;  // no reference: the rest is literal text
     }
-    used += append_bytes(read, static_cast<std::size_t>(open - read), used);
-    used += expand(reference, used);
-    read = reference.close + 1;
+    const int hash_code = context_.find({name, static_cast<std::size_t>(name_end - name)});
+    if (const UserVarEntry* entry = plain_scalar(hash_code); entry != nullptr) [[likely]] {
+      writer.append(entry->value.value, entry->length);
+    } else {
+      const Reference reference{.open = open, .name_end = name_end, .close = close};
+      const std::size_t used = writer.used();
+      writer = Writer(used + expand(reference, hash_code, used));
+    }
+    read = close + 1;
+    open = writer.append_literal(read, end);
   }
-  const auto rest = static_cast<std::size_t>(end - read);
-  EVAL_TRACE(traced_, "copy_length = %d", to_int(rest));
-  used += append_bytes(read, rest, used);
+  EVAL_TRACE(traced_, "copy_length = %d", to_int(static_cast<std::size_t>(end - read)));
+  if (open != nullptr) {
+    writer.append(open, static_cast<std::size_t>(end - open));
+  }
   // Every growth leaves a byte behind what is written, so the NUL fits even when the last failed.
-  output_buffer.data()[used] = '\0';
-  EVAL_TRACE(traced_, "Returning string = %s, length = %d", output_buffer.data(), to_int(used));
+  *writer.at() = '\0';
+  EVAL_TRACE(traced_, "Returning string = %s, length = %d", output_buffer.data(),
+             to_int(writer.used()));
   return output_buffer.data();
 }
 
-inline std::size_t Evaluation::expand(Reference reference, std::size_t used) const noexcept {
+[[gnu::noinline]] std::size_t Evaluation::expand(const Reference& reference, int hash_code,
+                                                 std::size_t used) const noexcept {
   EVAL_TRACE(traced_, "var_name = %s", NameText(reference.name()).text);
-  const int hash_code = context_.find(reference.name());
   EVAL_TRACE(traced_, "var_hashcode = %ld", static_cast<long>(hash_code));
   if (hash_code == kNotFound) [[unlikely]] {
     return expand_indexed(reference, used);
@@ -234,7 +256,7 @@ inline std::size_t Evaluation::expand(Reference reference, std::size_t used) con
   return append(value, used);
 }
 
-[[gnu::noinline]] std::size_t Evaluation::expand_computed(Reference reference,
+[[gnu::noinline]] std::size_t Evaluation::expand_computed(const Reference& reference,
                                                           const VarTransTableEntry& variable,
                                                           std::size_t used) const noexcept {
   if (variable.var_type == VSD_GLOBAL_INDEX_VAR) {
@@ -252,7 +274,7 @@ inline std::size_t Evaluation::expand(Reference reference, std::size_t used) con
   return append(computed_value(context_, variable, reference.name_end, storage), used);
 }
 
-[[gnu::noinline]] std::size_t Evaluation::expand_indexed(Reference reference,
+[[gnu::noinline]] std::size_t Evaluation::expand_indexed(const Reference& reference,
                                                          std::size_t used) const noexcept {
   const ArrayReference array = find_array_reference(context_, reference.name());
   if (array.hash_code == kNotFound || array.index == 0) {
@@ -289,8 +311,8 @@ std::size_t Evaluation::expand_count(const UserVarEntry& entry, std::size_t used
   return append_bytes(text, 1, used);
 }
 
-std::size_t Evaluation::expand_element(Reference reference, const UserVarEntry& entry, int index,
-                                       std::size_t used) const noexcept {
+std::size_t Evaluation::expand_element(const Reference& reference, const UserVarEntry& entry,
+                                       int index, std::size_t used) const noexcept {
   EVAL_TRACE(traced_,
              "Variable %s is an array variable. array_idx = %d, "
              "cur_cptr->uvtable[uservar_idx].length = %d",
@@ -316,6 +338,7 @@ char* evaluate(char* string, int flag) noexcept {
   char none[1] = "";
   char* text = string != nullptr ? string : none;
   const Evaluation evaluation(flag, text);
+  static_cast<void>(output_buffer.reserve(0, 0));  // even nothing is written to a buffer
   return output_buffer.holds(text) ? evaluate_copy(evaluation, text) : evaluation.run(text);
 }
 
