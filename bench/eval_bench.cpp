@@ -10,6 +10,7 @@
 #include <string_view>
 #include <vector>
 
+#include "bench/side_by_side.h"
 #include "daemon/service/connection_state.h"
 #include "daemon/service/service_loader.h"
 
@@ -72,28 +73,16 @@ void eval_string(benchmark::State& state) {
   const Service service;
   const std::vector<std::string> texts = make_texts();
   std::string text;
-  for (std::size_t i = 0; i < std::size(kNames); ++i) {
-    text.append(texts[i]).append("{").append(kNames[i]).append("}");
-  }
-  text += texts.back();
-  for (auto _ : state) {
-    benchmark::DoNotOptimize(wz_eval_string(text.data()));
-    benchmark::ClobberMemory();
-  }
-  state.counters["template"] = static_cast<double>(text.size());
-}
-BENCHMARK(eval_string);
-
-void reference_concatenation(benchmark::State& state) {
-  const std::vector<std::string> texts = make_texts();
   std::vector<std::string_view> pieces;
   for (std::size_t i = 0; i < std::size(kNames); ++i) {
+    text.append(texts[i]).append("{").append(kNames[i]).append("}");
     pieces.emplace_back(texts[i]);
     pieces.emplace_back(kValues[i]);
   }
+  text += texts.back();
   pieces.emplace_back(texts.back());
   static char buffer[2048];
-  for (auto _ : state) {
+  const auto concatenate = [&pieces] {
     char* out = buffer;
     for (const std::string_view piece : pieces) {
       std::memcpy(out, piece.data(), piece.size());
@@ -101,9 +90,15 @@ void reference_concatenation(benchmark::State& state) {
     }
     *out = '\0';
     benchmark::DoNotOptimize(buffer);
-    benchmark::ClobberMemory();
+  };
+  concatenate();
+  if (std::strcmp(wz_eval_string(text.data()), buffer) != 0) {
+    state.SkipWithError("the texts differ");
   }
+  bench::compare(
+      state, 200, [&text] { benchmark::DoNotOptimize(wz_eval_string(text.data())); }, concatenate);
+  state.counters["template"] = static_cast<double>(text.size());
 }
-BENCHMARK(reference_concatenation);
+BENCHMARK(eval_string);
 
 }  // namespace
