@@ -58,13 +58,18 @@ Values model(const std::string& text, const std::string& folded_text, const std:
   return values;
 }
 
-bool is_cut(const ArrayValEntry& entry, const std::string& value, const Options& options) {
+std::string cut(const std::string& value, const Options& options) {
   const auto offset = static_cast<std::size_t>(std::max(options.offset, 0));
-  if (offset >= value.size()) {
+  const auto length =
+      options.length < 0 ? std::string::npos : static_cast<std::size_t>(options.length);
+  return offset < value.size() ? value.substr(offset, length) : std::string();
+}
+
+bool is_cut(const ArrayValEntry& entry, const std::string& value, const Options& options) {
+  if (static_cast<std::size_t>(std::max(options.offset, 0)) >= value.size()) {
     return entry.value == nullptr && entry.length == 0;
   }
-  const std::string kept = value.substr(
-      offset, options.length < 0 ? std::string::npos : static_cast<std::size_t>(options.length));
+  const std::string kept = cut(value, options);
   return entry.length == kept.size() &&
          std::memcmp(entry.value, kept.c_str(), kept.size() + 1) == 0;
 }
@@ -111,6 +116,24 @@ void compare(Search& search, const Values& expected, const Options& options) {
   free_var_value(&entry);
 }
 
+// A script's search of one occurrence takes a shorter way to the same value.
+void compare_for_scripts(const std::string& text, const std::string& lb, const std::string& rb,
+                         const Values& expected, const Options& options) {
+  std::string in = text;
+  std::string left = lb;
+  std::string right = rb;
+  std::string out(text.size() + 1, '?');
+  for (std::size_t i = 0; i < std::min<std::size_t>(expected.size() + 1, 20); ++i) {
+    const bool exists = i < expected.size();
+    const int result = wz_save_searched_string(WZ_ARG_IS_BUF, in.data(), WZ_ARG_IS_BUF, out.data(),
+                                               left.data(), right.data(), static_cast<int>(i) + 1,
+                                               options.offset, options.length);
+    const std::string found = out.c_str();
+    require(found == (exists ? cut(expected[i], options) : std::string()));
+    require(result == (!exists ? -1 : found.empty() ? 0 : 1));
+  }
+}
+
 }  // namespace
 
 extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size) {
@@ -133,5 +156,9 @@ extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size
             folded(rb, options.ignores_case), options.closest);
   Search search(lb, rb, text, options);
   compare(search, expected, options);
+  const bool is_text = text.find('\0') == std::string::npos && !lb.empty() && !rb.empty();
+  if (is_text && !options.ignores_case && !options.closest) {
+    compare_for_scripts(text, lb, rb, expected, options);
+  }
   return 0;
 }

@@ -1,8 +1,12 @@
 // One search over a text on behalf of a script.
+#include "libwzcore/wzlb_search_vars/saved_search.h"
+
 #include <wz/wzlb_alloc.h>
 #include <wz/wzlb_search_vars.h>
 
+#include <algorithm>
 #include <cstdio>
+#include <cstring>
 #include <string_view>
 #include <utility>
 
@@ -13,6 +17,25 @@ namespace {
 
 bool is_missing(const char* text) {
   return text == nullptr || *text == '\0';
+}
+
+// The C library's searches stop at the NUL, so the length of the text need not be known: a script
+// often looks at the first few hundred bytes of a long body.
+const char* find_text(const char* text, const char* boundary) {
+  return boundary[1] == '\0' ? std::strchr(text, boundary[0]) : std::strstr(text, boundary);
+}
+
+// Where the value of occurrence `ord` starts; null when there are fewer.
+const char* find_value_start(const char* text, const char* lb, int ord) {
+  const std::size_t length = std::strlen(lb);
+  for (; ord > 0; --ord) {
+    const char* left = find_text(text, lb);
+    if (left == nullptr) {
+      return nullptr;
+    }
+    text = left + length;
+  }
+  return text;
 }
 
 // Scripts search plain, case-sensitive text, without methods or conversion.
@@ -52,6 +75,25 @@ char* take_value(UserVarEntry& holder) {
 }
 
 }  // namespace
+
+std::optional<SearchedValue> find_searched_value(const char* text, const char* lb, const char* rb,
+                                                 int ord, int start_offset, int save_len) noexcept {
+  if (text == nullptr || is_missing(lb) || is_missing(rb) || ord < 1 ||
+      tracing(WZLB_LEVEL_3, WZLB_MODULE_SEARCH)) {
+    return std::nullopt;
+  }
+  const char* begin = find_value_start(text, lb, ord);
+  const char* end = begin != nullptr ? find_text(begin, rb) : nullptr;
+  if (end == nullptr) {
+    return SearchedValue{.text = "", .count = 0};
+  }
+  const auto length = static_cast<std::size_t>(end - begin);
+  const std::size_t skipped = std::min(length, static_cast<std::size_t>(std::max(start_offset, 0)));
+  const std::size_t rest = length - skipped;
+  const std::size_t kept = save_len < 0 ? rest : std::min(rest, static_cast<std::size_t>(save_len));
+  return SearchedValue{.text = {begin + skipped, kept}, .count = 1};
+}
+
 }  // namespace wz
 
 char* wzlb_save_searched_string(char* in, char* lb, char* rb, int ord, int start_offset,
@@ -59,6 +101,10 @@ char* wzlb_save_searched_string(char* in, char* lb, char* rb, int ord, int start
   WZLB_TRACE(WZLB_LEVEL_3, WZLB_MODULE_SEARCH, "Method Called.");
   int unused_count = 0;
   int& count = save_count != nullptr ? *save_count : unused_count;
+  if (const auto found = wz::find_searched_value(in, lb, rb, ord, start_offset, save_len)) {
+    count = found->count;
+    return wz::copy_of(found->text);
+  }
   count = 0;
   if (wz::is_missing(lb) || wz::is_missing(rb)) {
     std::fputs(

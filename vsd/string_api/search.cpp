@@ -6,6 +6,7 @@
 #include <cstdio>
 #include <cstring>
 
+#include "libwzcore/wzlb_search_vars/saved_search.h"
 #include "vsd/trace.h"
 
 namespace wz::script {
@@ -42,6 +43,25 @@ void deliver(const char* result, int out_type, char* out) {
   }
 }
 
+// The usual search, for one occurrence into a buffer, which takes no block for the value. False
+// when it is another one.
+bool search_to_buffer(const char* text, int out_type, char* out, const char* lb, const char* rb,
+                      int ord, int start_offset, int save_len, int& save_count) {
+  if (out_type != WZ_ARG_IS_BUF) {
+    return false;
+  }
+  const auto found = find_searched_value(text, lb, rb, ord, start_offset, save_len);
+  if (!found) {
+    return false;
+  }
+  std::memmove(out, found->text.data(),
+               found->text.size());  // scripts cut a text down in its place
+  out[found->text.size()] = '\0';
+  VSD_TRACE_AS("wz_save_searched_string", WZLB_LEVEL_3, kModuleApi, "out_buf_ptr = [%s]", out);
+  save_count = found->count;
+  return true;
+}
+
 }  // namespace
 }  // namespace wz::script
 
@@ -68,13 +88,16 @@ int wz_save_searched_string(int in_type, char* in, int out_type, char* out, char
     return kRefused;
   }
   int save_count = 0;
-  char* result = wzlb_save_searched_string(text, lb, rb, ord, start_offset, save_len, &save_count);
-  if (result == nullptr) {
-    return kRefused;
+  if (!search_to_buffer(text, out_type, out, lb, rb, ord, start_offset, save_len, save_count)) {
+    char* result =
+        wzlb_save_searched_string(text, lb, rb, ord, start_offset, save_len, &save_count);
+    if (result == nullptr) {
+      return kRefused;
+    }
+    VSD_TRACE(WZLB_LEVEL_3, kModuleApi, "out_buf_ptr = [%s]", result);
+    deliver(result, out_type, out);
+    WZLB_FREE(result, "out_buf_ptr", -1);
   }
-  VSD_TRACE(WZLB_LEVEL_3, kModuleApi, "out_buf_ptr = [%s]", result);
-  deliver(result, out_type, out);
-  WZLB_FREE(result, "out_buf_ptr", -1);
   if (save_count == 0) {
     return kNothingSaved;
   }
