@@ -2,6 +2,8 @@
 // buffer, and the answer that the service side leaves. Free of sockets and of parser types.
 #pragma once
 
+#include <wz/vsd_host.h>
+
 #include <chrono>
 #include <cstdint>
 #include <memory>
@@ -9,6 +11,10 @@
 #include <string_view>
 
 namespace vsd::http {
+
+// The longest method that is served, here and in declarations: what the record that scripts read it
+// from holds.
+inline constexpr std::size_t kMaxMethodLength = sizeof(HttpMethodInfo::http_method);
 
 // What the handler keeps with a client's connection; gone with it.
 class Session {
@@ -21,7 +27,7 @@ class Session {
 
 // A complete, valid request. All views live until the handler returns.
 struct Request {
-  std::string_view method;  // "GET"; at most 7 characters
+  std::string_view method;  // "GET"; at most kMaxMethodLength characters
   std::string_view target;  // origin form: "/order?cust=7", or "*"; an absolute form comes without
                             // its scheme and authority, which remain in `head`
   std::string_view head;    // raw text from the request line through the blank line

@@ -8,14 +8,14 @@
 #include <boost/beast/http/basic_parser.hpp>
 #include <limits>
 
+#include "daemon/http/message.h"
+
 namespace vsd::http {
 namespace {
 
 namespace beast = boost::beast;
 using beast::http::field;
 using beast::http::verb;
-
-constexpr std::size_t kLongestMethod = 7;  // what the records of the script API hold
 
 std::string_view as_std(beast::string_view text) noexcept {
   return {text.data(), text.size()};
@@ -132,7 +132,7 @@ class HeadParser final : public beast::http::basic_parser<true> {
     head_.target = as_std(target);
     head_.version = version;
     if (method == verb::unknown || method == verb::connect ||
-        head_.method.size() > kLongestMethod) {
+        head_.method.size() > kMaxMethodLength) {
       refuse(501, error);
     } else if (check_target(method, head_.target) != 0) {
       refuse(400, error);

@@ -7,6 +7,7 @@
 #include <limits>
 #include <memory>
 
+#include "daemon/http/message.h"
 #include "daemon/service/behaviour_declarations.h"
 #include "daemon/service/declaration_fields.h"
 #include "daemon/service/declaration_splitter.h"
@@ -24,10 +25,9 @@ namespace fs = std::filesystem;
 constexpr std::size_t kMaxVariables = 65000;
 constexpr int kMaxPriority = 1000000;
 constexpr int kMaxTraceLevel = 4;
-constexpr std::size_t kMaxMethodLength = sizeof(HttpMethodInfo::http_method);
 
 bool is_method(std::string_view method) {
-  return !method.empty() && method.size() <= kMaxMethodLength &&
+  return !method.empty() && method.size() <= http::kMaxMethodLength &&
          std::all_of(method.begin(), method.end(),
                      [](char c) { return (c >= 'A' && c <= 'Z') || c == '-'; });
 }

@@ -95,7 +95,7 @@ TEST(HttpExchange, AnswersOrRefusesHoweverTheBytesAreCut) {
       {"GET / HTTP/2.0\r\nHost: a\r\n\r\n", "505"},
       {"BREW / HTTP/1.1\r\nHost: a\r\n\r\n", "501"},
       {"get / HTTP/1.1\r\nHost: a\r\n\r\n", "501"},
-      {"PROPFIND / HTTP/1.1\r\nHost: a\r\n\r\n", "501"},
+      {"PROPPATCH / HTTP/1.1\r\nHost: a\r\n\r\n", "501"},
       {"CONNECT a:80 HTTP/1.1\r\nHost: a:80\r\n\r\n", "501"},
       {"\x16\x03\x01\x02"sv, "400"},
       {"BREW / HTTP/1.1\r\nHost: a\n\n", "501"},
