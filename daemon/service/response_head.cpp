@@ -72,9 +72,11 @@ void refuse(std::string_view reason, std::string_view line, std::string& refused
   refused.push_back('\n');
 }
 
-// Appends the lines, without those that are refused; tells whether one was a Content-Type.
-bool append_checked_lines(std::string_view lines, std::string& out, std::string& refused) {
-  bool has_content_type = false;
+// Appends the lines, without those that are refused; tells whether one was a Content-Type or there
+// was one before, which stands above those of `lines`.
+bool append_checked_lines(std::string_view lines, bool has_type_before, std::string& out,
+                          std::string& refused) {
+  bool has_content_type = has_type_before;
   while (!lines.empty()) {
     const std::size_t end = std::min(lines.find(kLineEnd), lines.size());
     const std::string_view line = lines.substr(0, end);
@@ -85,8 +87,11 @@ bool append_checked_lines(std::string_view lines, std::string& out, std::string&
     } else if (is_framing(name) && !asks_to_close(name, line)) {
       refuse("a header that is the daemon's to set", line, refused);
     } else {
-      has_content_type = has_content_type || equals_ignoring_case(name, "Content-Type");
-      out.append(line).append(kLineEnd);
+      const bool is_content_type = equals_ignoring_case(name, "Content-Type");
+      has_content_type = has_content_type || is_content_type;
+      if (!is_content_type || !has_type_before) {
+        out.append(line).append(kLineEnd);
+      }
     }
   }
   return has_content_type;
@@ -146,12 +151,12 @@ void merge_response_head(const DeclaredHead& declared, const UrlDynamicData* scr
     if (const ContentType* type = script->content_type; type != nullptr) {
       const std::string_view line(type->content_type_hdr,
                                   static_cast<std::size_t>(type->content_type_hdr_len));
-      has_content_type = append_checked_lines(line, response.headers, refused);
+      has_content_type = append_checked_lines(line, false, response.headers, refused);
     }
     if (script->http_hdrs != nullptr) {
       const std::string_view lines(script->http_hdrs,
                                    static_cast<std::size_t>(script->http_hdrs_len));
-      has_content_type = append_checked_lines(lines, response.headers, refused) || has_content_type;
+      has_content_type = append_checked_lines(lines, has_content_type, response.headers, refused);
     }
   }
   if (!has_content_type) {

@@ -23,8 +23,9 @@ struct DeclaredHead {
 };
 
 // Fills status, status line and headers of `response`. A script's status line stands above its
-// status code, and that above the declared status; a content type of the script, set either way,
-// replaces the declared one. What was refused is added to `refused`, a line each.
+// status code, and that above the declared status; a content type of the script
+// replaces the declared one, and one set on its own those among its header lines. What was refused
+// is added to `refused`, a line each.
 void merge_response_head(const DeclaredHead& declared, const UrlDynamicData* script,
                          http::Response& response, std::string& refused);
 

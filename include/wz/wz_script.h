@@ -452,7 +452,9 @@ WZ_API void wz_set_http_hdr(char *hdr);
 
 /**
  * Sets the content type of the response. The first call of a request wins; later ones, and lines
- * that do not begin with "Content-Type:" (in any case), are reported in the host's error log.
+ * that do not begin with "Content-Type:" (in any case), are reported in the host's error log. vsd
+ * sends this one in place of the response's declared type and of any Content-Type line that the
+ * script set with wz_set_http_hdr.
  *
  * @param hdr  The whole line without its CR LF, such as "Content-Type: text/xml".
  */

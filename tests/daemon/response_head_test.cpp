@@ -39,6 +39,8 @@ TEST(ResponseHead, TheScriptStandsAboveTheDeclaration) {
       {{}, kPlain},
       {{"B: 2\r\nC:3\r\n"}, "404||A: 1\r\nB: 2\r\nC:3\r\n" + kType + "|"},
       {{"", "content-type: a/b\r\n", 202}, "202||A: 1\r\ncontent-type: a/b\r\n|"},
+      {{"content-type: a/b\r\nB: 2\r\n", "Content-Type: c/d\r\n"},
+       "404||A: 1\r\nContent-Type: c/d\r\nB: 2\r\n|"},
       {{"Content-TYPE: a/b\r\n"}, "404||A: 1\r\nContent-TYPE: a/b\r\n|"},
       {{"", "", 202, "HTTP/1.1 304 Same\r\n"}, "304|HTTP/1.1 304 Same|A: 1\r\n" + kType + "|"},
       {{"connection: Close\r\n"}, "404||A: 1\r\nconnection: Close\r\n" + kType + "|"},
