@@ -4,6 +4,7 @@
 
 #include <optional>
 #include <random>
+#include <cstdlib>
 #include <utility>
 
 #include "daemon/access_log.h"
@@ -84,6 +85,9 @@ int ServiceGeneration::serve(WorkerSeat seat) const {
   seat.report_ready();
   server.run();
   seat.ignore_signals();
+  if (guard.has_left_script()) {
+    std::_Exit(0);  // exit handlers could wait for a lock that the script held
+  }
   return 0;
 }
 

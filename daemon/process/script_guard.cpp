@@ -78,6 +78,7 @@ bool ScriptGuard::run(void (*script)(), std::uint32_t service, Hook hook) {
     slot_.script.leave();
     return true;
   }
+  has_left_script_ = true;
   slot_.script.leave();
   unblock_handled();
   return false;

@@ -34,6 +34,9 @@ class ScriptGuard {
   // Calls `script`, which may be null. False when it failed.
   [[nodiscard]] bool run(void (*script)(), std::uint32_t service, Hook hook);
 
+  // Whether a script has been left where it was: the process may hold its locks and its memory.
+  [[nodiscard]] bool has_left_script() const noexcept { return has_left_script_; }
+
  private:
   static void on_signal(int signal);
   static void on_exit_call(int status, void* guard);
@@ -42,6 +45,7 @@ class ScriptGuard {
 
   WorkerSlot& slot_;
   int report_pipe_ = -1;
+  bool has_left_script_ = false;
   std::vector<char> signal_stack_;  // a handler cannot run on a stack that has overflowed
   sigjmp_buf landing_{};
 };

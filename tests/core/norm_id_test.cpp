@@ -91,7 +91,8 @@ TEST(NormId, HashIndex) {
     for (const char c : text) {
       hash = (hash ^ static_cast<unsigned char>(c)) * 16777619;
     }
-    for (int size = 1; size > 0 && size <= 1 << 30; size *= 2) {
+    for (int power = 0; power <= 30; ++power) {
+      const int size = 1 << power;
       const int prime = get_prime(size);
       EXPECT_EQ(index(text, 1, size, prime), static_cast<int>(hash % prime)) << size;
     }
