@@ -2,9 +2,9 @@
 
 #include <wz/wzlb_faker.h>
 
+#include <cstdlib>
 #include <optional>
 #include <random>
-#include <cstdlib>
 #include <utility>
 
 #include "daemon/access_log.h"

@@ -43,6 +43,7 @@ std::uint32_t ServiceRows::row_of(const ServiceKey& key) {
 
 std::vector<std::uint32_t> ServiceRows::rows_of(const std::vector<ServiceDefinition>& services) {
   std::vector<std::uint32_t> rows;
+  rows.reserve(services.size());
   for (const ServiceDefinition& service : services) {
     rows.push_back(row_of(key_of(service.folder, service.name)));
   }
