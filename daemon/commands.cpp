@@ -6,6 +6,7 @@
 #include <vector>
 
 #include "daemon/scaffold.h"
+#include "daemon/service/script_cache.h"
 #include "daemon/service_source.h"
 #include "daemon/settings.h"
 
@@ -22,6 +23,7 @@ int check_command(const CommandLine& line) {
   if (!std::filesystem::is_directory(line.root)) {
     return kExitFailed;
   }
+  const ScriptCache script_cache(script_cache_folder(config.root));
   const PreparedServices prepared = prepare_and_report(config);
   if (!problems.empty() || !prepared.errors.empty()) {
     return kExitFailed;

@@ -19,6 +19,7 @@
 #include "daemon/process/privileges.h"
 #include "daemon/process/service_manager.h"
 #include "daemon/process/supervisor.h"
+#include "daemon/service/script_cache.h"
 #include "daemon/service_source.h"
 #include "daemon/settings.h"
 
@@ -176,12 +177,16 @@ int run_command(const CommandLine& line) {
   if (!problems.empty()) {
     return kExitFailed;
   }
+  const ScriptCache script_cache(script_cache_folder(config.root));
   std::optional<FileWatch> watch;
   if (line.watch) {
     watch.emplace(config.root);  // before the services are read, so that no change is missed
   }
   const WorkerStatus status(static_cast<std::size_t>(config.workers));
   PreparedServices prepared = prepare_and_report(config);
+  if (prepared.errors.empty()) {
+    script_cache.remove_all_but(prepared.objects);
+  }
   std::optional<Telemetry> recorded;
   if (admin) {
     recorded.emplace(status, prepared.services.size(), config.journal_bytes);

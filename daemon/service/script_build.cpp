@@ -17,6 +17,7 @@
 
 #include "daemon/service/compiler_process.h"
 #include "daemon/service/script.h"
+#include "daemon/service/script_cache.h"
 
 namespace vsd {
 namespace {
@@ -276,7 +277,7 @@ ScriptBuildSettings make_script_build_settings(const fs::path& root, std::string
   ScriptBuildSettings settings;
   settings.compiler = std::move(compiler);
   settings.flags = std::move(flags);
-  settings.cache_dir = root / ".cache" / "scripts";
+  settings.cache_dir = script_cache_folder(root);
   std::error_code ignored;
   const fs::path program = fs::read_symlink("/proc/self/exe", ignored);
   settings.include_dir = (program.parent_path() / ".." / "include").lexically_normal();

@@ -3,6 +3,7 @@
 #include <gtest/gtest.h>
 
 #include "daemon/service/script.h"
+#include "daemon/service/script_cache.h"
 #include "tests/support/temporary_folder.h"
 
 namespace vsd {
@@ -67,6 +68,23 @@ TEST_F(ScriptBuild, ReusesAnObjectUntilSomethingItIsMadeFromChanges) {
   // Services never share an object: its static data would be shared too.
   const std::string plain = "void post_recv(void) {}\n";
   EXPECT_NE(build(plain, "one").object, build(plain, "two").object);
+}
+
+TEST_F(ScriptBuild, RemovesUnusedObjectsWhileNobodyElseUsesTheFolder) {
+  const std::string text = "static int unused;\nvoid post_recv(void) {}\n";  // warns: a text too
+  const auto used = build(text);
+  build(text + "\n");
+  folder.write(".cache/scripts/orders-0.1.2.tmp", "left by a build that was ended");
+  const ScriptCache cache(settings.cache_dir);
+  {
+    const ScriptCache another(settings.cache_dir);
+    cache.remove_all_but({used.object});
+    EXPECT_EQ(files_in_cache(), 6U);
+  }
+  cache.remove_all_but({used.object, ""});
+  EXPECT_EQ(files_in_cache(), 3U);  // with its text, and the lock
+  EXPECT_TRUE(build(text).from_cache);
+  const ScriptCache late(settings.cache_dir);  // removing has left the folder open to others
 }
 
 TEST_F(ScriptBuild, SaysWhatIsMissing) {
