@@ -59,7 +59,11 @@ std::string_view text_of(const Block& value) {
 
 }  // namespace
 
-void refresh_generated(ConnectionState& state, const ServiceView& service, int hash_code) {
+void refresh_generated(ConnectionState& state, const char* table, int hash_code) {
+  const ServiceView service(state.record());
+  if (service.name_table() != table) {
+    return;
+  }
   const VarTransTableEntry& variable = service.variable(hash_code);
   if (variable.var_type != VSD_RANDOM_NUMBER_VAR && variable.var_type != VSD_RANDOM_STRING_VAR &&
       variable.var_type != VSD_UNIQUE_NUMBER_VAR) {

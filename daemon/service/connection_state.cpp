@@ -16,12 +16,6 @@ constexpr int hex_value(char c) {
   return lower >= 'a' && lower <= 'f' ? lower - 'a' + 10 : -1;
 }
 
-// One request is served at a time.
-ConnectionState*& current_state() noexcept {
-  static ConnectionState* current = nullptr;
-  return current;
-}
-
 int flags_of(const http::Request& request) {
   return (request.has_if_modified_since ? VSD_FLAG_IF_MODIFIED_SINCE : 0) |
          (request.has_if_none_match ? VSD_FLAG_IF_NONE_MATCH : 0);
@@ -60,10 +54,6 @@ void append_query_decoded(std::string_view text, std::string& out) {
       out += text[i] == '+' ? ' ' : text[i];
     }
   }
-}
-
-ConnectionState* ConnectionState::current() noexcept {
-  return current_state();
 }
 
 SessionValues& ConnectionState::session() {
@@ -127,7 +117,7 @@ void ConnectionState::begin(const ServiceView& service, const http::Request& req
   has_generated_ = !service.generated().empty();
   own_session_.reset();
   session_ = request.session != nullptr ? request.session : &own_session_;
-  current_state() = this;
+  being_served_ = this;
   g_req_count = load_.count(LoadMeter::Clock::now());
   fill(service, request);
 }
@@ -189,7 +179,7 @@ void ConnectionState::end() noexcept {
   record_.scptr = nullptr;
   record_.uvtable = nullptr;
   current_ = nullptr;
-  current_state() = nullptr;
+  being_served_ = nullptr;
   cur_cptr = nullptr;
   cur_url = nullptr;
   kpi_magic = nullptr;  // it points into a buffer of the script

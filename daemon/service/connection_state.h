@@ -47,7 +47,7 @@ class ConnectionState {
   void end() noexcept;
 
   // The one whose request is being served; null between requests.
-  [[nodiscard]] static ConnectionState* current() noexcept;
+  [[nodiscard]] static ConnectionState* current() noexcept { return being_served_; }
 
   [[nodiscard]] connection& record() { return record_; }
   [[nodiscard]] const connection& record() const { return record_; }
@@ -82,6 +82,9 @@ class ConnectionState {
   const ServiceImage& image_;
   std::vector<std::optional<ServiceState>>
       services_;  // by position in the image, made on first use
+  // One request is served at a time.
+  static constinit inline ConnectionState* being_served_ = nullptr;
+
   ServiceState* current_ = nullptr;
   bool has_generated_ = false;
   std::unique_ptr<http::Session>* session_ = &own_session_;

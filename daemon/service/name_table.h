@@ -109,7 +109,8 @@ template <typename Kind>
 }
 
 template <typename Kind>
-[[nodiscard]] int find_name_of(const char* table, std::string_view name, long slots) noexcept {
+[[nodiscard, gnu::always_inline]] inline int find_name_of(const char* table, std::string_view name,
+                                                          long slots) noexcept {
   const auto* slot_of = reinterpret_cast<const NameSlot*>(table + sizeof(NameTableHeader));
   const std::size_t mask = static_cast<std::size_t>(slots) - 1;
   const std::uint64_t key = name_key<Kind>(name);
