@@ -58,7 +58,7 @@ ServiceImage ServiceImage::build(std::span<const ServiceDefinition> services) {
   arena.put(0, header);
 
   void* region =
-      mmap(nullptr, arena.size(), PROT_READ | PROT_WRITE, MAP_SHARED | MAP_ANONYMOUS, -1, 0);
+      mmap(nullptr, arena.size(), PROT_READ | PROT_WRITE, MAP_PRIVATE | MAP_ANONYMOUS, -1, 0);
   if (region == MAP_FAILED) {
     throw std::system_error(errno, std::generic_category(), "shared memory of the services");
   }
@@ -68,7 +68,22 @@ ServiceImage ServiceImage::build(std::span<const ServiceDefinition> services) {
   if (mprotect(region, arena.size(), PROT_READ) != 0) {
     throw std::system_error(errno, std::generic_category(), "shared memory of the services");
   }
+  image.open_blocks();
   return image;
+}
+
+// What the library writes there is its process's own: the region is private, and workers share its
+// pages until they write to them.
+void ServiceImage::open_blocks() const {
+  for (std::size_t i = 0; i < size(); ++i) {
+    const ServiceView view = service(i);
+    if (view.has_script()) {
+      void* block = const_cast<cr_scontents*>(&view.block());
+      if (mprotect(block, sizeof(cr_scontents), PROT_READ | PROT_WRITE) != 0) {
+        throw std::system_error(errno, std::generic_category(), "memory of the services");
+      }
+    }
+  }
 }
 
 ServiceImage::ServiceImage(ServiceImage&& other) noexcept

@@ -1,5 +1,6 @@
-// All services in one shared memory region, built by the parent before it forks. Workers read it;
-// nothing in it changes, and nothing in it is a pointer.
+// All services in one memory region, built by the parent before it forks and read by the workers,
+// which share its pages. Nothing in it changes and nothing in it is a pointer but what the library
+// keeps in the blocks of services with a script, and a page written to is its process's own.
 #pragma once
 
 #include <cstddef>
@@ -21,7 +22,7 @@ class ServiceView {
       : record_(static_cast<const ServiceRecord*>(current.scptr)) {}
 
   [[nodiscard]] const ServiceRecord& record() const { return *record_; }
-  // What goes into connection.scptr. The library takes it as writable and never writes to it.
+  // What goes into connection.scptr. The library takes it as writable and writes to the block only.
   [[nodiscard]] scontents* contract() const { return const_cast<ServiceRecord*>(record_); }
 
   [[nodiscard]] std::string_view name() const { return text(record_->name); }
@@ -128,6 +129,9 @@ class ServiceImage {
   [[nodiscard]] std::span<const std::byte> bytes() const { return {base_, length_}; }
 
  private:
+  // Makes the blocks of services with a script writable.
+  void open_blocks() const;
+
   ServiceImage(std::byte* base, std::size_t length) : base_(base), length_(length) {}
 
   std::byte* base_ = nullptr;

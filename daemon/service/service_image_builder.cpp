@@ -54,7 +54,9 @@ class ServiceBuilder {
         start_(arena.append(&record_, sizeof record_)) {}
 
   std::size_t build() {
-    block_start_ = arena_.append(&block_, sizeof block_);
+    // The library writes to the block of a service whose script asks it to.
+    block_start_ = service_.script.empty() ? arena_.append(&block_, sizeof block_)
+                                           : arena_.append_alone(&block_, sizeof block_);
     record_.cr_scptr_idx = from_record(block_start_);
     add_head();
     number_variables();

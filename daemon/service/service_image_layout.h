@@ -1,6 +1,8 @@
 // How an image is laid out, shared by its builder and its readers.
 #pragma once
 
+#include <unistd.h>
+
 #include <algorithm>
 #include <cstddef>
 #include <cstdint>
@@ -42,6 +44,19 @@ class ImageArena {
     const auto* from = static_cast<const std::byte*>(data);
     bytes_.insert(bytes_.end(), from, from + length);
     return start;
+  }
+
+  // The same on pages that hold nothing else. The arena's first byte comes to lie on a page's
+  // start.
+  std::size_t append_alone(const void* data, std::size_t length) {
+    bytes_.resize(page_end(bytes_.size()));
+    const std::size_t start = append(data, length);
+    bytes_.resize(page_end(bytes_.size()));
+    return start;
+  }
+  [[nodiscard]] static std::size_t page_end(std::size_t size) {
+    static const auto page = static_cast<std::size_t>(sysconf(_SC_PAGESIZE));
+    return (size + page - 1) / page * page;
   }
 
   template <typename Row>

@@ -153,7 +153,8 @@ typedef struct connection {
   char proto_type;         /**< the host's number of its protocol, see get_proto_type */
   int conn_state;          /**< VSD_STATE_HTTP2, VSD_STATE_HTTP3 or anything else */
   int flag;                /**< VSD_FLAG_* */
-  struct scontents *scptr; /**< service that the request matched; the library never writes to it */
+  struct scontents *scptr; /**< service that the request matched; the library writes to
+                              cr_scontents.jms_header and its count only */
   char *request_url;       /**< request target as received, NUL-terminated */
   /** One entry per user variable, see VarTransTableEntry.user_var_table_idx. Arrays have their flag
    * and their elements from the start: the library replaces elements and never adds any. */
@@ -236,7 +237,22 @@ typedef struct SearchInParamTable {
   char search_in;
 } SearchInParamTable;
 
-struct JMS_Header;
+/** Value of a JMS property; its type tells which member holds it. */
+typedef union JMS_HeaderValue {
+  signed char byte; /**< types 11 (1 for true, 2 for false) and 12 */
+  double real;      /**< type 13 */
+  float single;     /**< type 14 */
+  int int32;        /**< type 15 */
+  short int16;      /**< type 17 */
+  long long int64;  /**< type 18 */
+} JMS_HeaderValue;
+
+/** A property of the JMS messages that a service sends. */
+typedef struct JMS_Header {
+  char jms_header[256]; /**< name */
+  int type;             /**< 11 to 15, 17 or 18 */
+  JMS_HeaderValue value;
+} JMS_Header;
 
 /** The compiled variables of a service. All distances count from the start of this block. */
 typedef struct cr_scontents {
@@ -247,7 +263,11 @@ typedef struct cr_scontents {
   long searchInParam_start_idx;   /**< distance to the array of SearchInParamTable; 0: none */
   int num_searchInParam_entries;
   long vars_trans_table_idx; /**< array of VarTransTableEntry; 0: the service has no variables */
-  struct JMS_Header *jms_header; /**< null: the service has no JMS headers */
+  /** Properties that scripts have set, a tracked block of num_jms_headers records; null: none. The
+   * only members that the library writes: a service with a script has its block in memory of the
+   * process's own. They stay for every later request. */
+  JMS_Header *jms_header;
+  int num_jms_headers;
 } cr_scontents;
 
 /** A data source with indexed rows. */

@@ -478,6 +478,33 @@ WZ_API int wz_set_http_status_code(int code);
 WZ_API int wz_http_set_response_line(char *response_line);
 
 /**
+ * Adds a header line to the request that the host forwards to a backend, behind the ones added
+ * before.
+ *
+ * @param hdr  The line without its CR LF.
+ */
+WZ_API void wz_set_forward_request_hdr(char *hdr);
+
+/* Types of JMS properties; there is no 16. */
+#define WZ_JMS_BOOLEAN 11 /**< an int: stored as 1 when it is not 0, as 2 when it is */
+#define WZ_JMS_BYTE 12    /**< an int, of which 8 bits are kept */
+#define WZ_JMS_DOUBLE 13  /**< a double */
+#define WZ_JMS_FLOAT 14   /**< a double, kept in single precision */
+#define WZ_JMS_INT 15     /**< an int */
+#define WZ_JMS_SHORT 17   /**< an int, of which 16 bits are kept */
+#define WZ_JMS_LONG 18    /**< a long long */
+
+/**
+ * Sets a property of the JMS messages of this service: of all of them from now on, not only for the
+ * request being served. Every call adds one.
+ *
+ * @param hdr         Its name, up to 255 characters; the rest is cut.
+ * @param value_type  WZ_JMS_*; any other type adds nothing.
+ * @param ...         The value, of the type's width.
+ */
+WZ_API void wz_set_tibco_hdr(char *hdr, int value_type, ...);
+
+/**
  * Makes sure that the request being served has a response record; the setters above call it.
  *
  * @return  0; -1 when no request is being served.

@@ -36,6 +36,9 @@ void ServiceFixture::serve(std::string_view declarations, std::string_view head,
   vsd::ServiceDefinition definition;
   definition.folder = folder_.path();
   definition.file = folder_.path() / "service.wz";
+  if (const auto script = folder_.path() / "script.c"; std::filesystem::exists(script)) {
+    definition.script = script;
+  }
   std::vector<vsd::Problem> problems;
   vsd::read_service(text, definition, problems);
   for (const vsd::Problem& problem : problems) {

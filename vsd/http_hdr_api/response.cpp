@@ -6,6 +6,7 @@
 #include <cstring>
 #include <string_view>
 
+#include "vsd/http_hdr_api/header_lines.h"
 #include "vsd/string_api/context.h"
 #include "vsd/trace.h"
 
@@ -33,7 +34,20 @@ void link_to_stream(HttpStreamState* state, UrlDynamicData* url_data) noexcept {
   }
 }
 
-// The response record of the current request, made on first use; null when nothing is served.
+ContentType* make_content_type(std::string_view line) noexcept {
+  auto* type = static_cast<ContentType*>(
+      WZLB_MALLOC(sizeof(ContentType), "cur_cptr->url_data->content_type"));
+  auto* header = static_cast<char*>(
+      WZLB_MALLOC(line_space(line), "cur_cptr->url_data->content_type->content_type_hdr"));
+  put_line(header, line);
+  *type = {.extension = nullptr,
+           .content_type_hdr = header,
+           .content_type_hdr_len = to_int(line.size() + kLineEnd.size())};
+  return type;
+}
+
+}  // namespace
+
 UrlDynamicData* response_data() noexcept {
   connection* cptr = current_connection();
   if (cptr == nullptr) {
@@ -49,19 +63,19 @@ UrlDynamicData* response_data() noexcept {
   return cptr->url_data;
 }
 
-ContentType* make_content_type(std::string_view line) noexcept {
-  auto* type = static_cast<ContentType*>(
-      WZLB_MALLOC(sizeof(ContentType), "cur_cptr->url_data->content_type"));
-  auto* header = static_cast<char*>(
-      WZLB_MALLOC(line_space(line), "cur_cptr->url_data->content_type->content_type_hdr"));
-  put_line(header, line);
-  *type = {.extension = nullptr,
-           .content_type_hdr = header,
-           .content_type_hdr_len = to_int(line.size() + kLineEnd.size())};
-  return type;
+void append_header_line(char*& text, long& length, const char* line, const char* label) noexcept {
+  const std::string_view added(line);
+  if (text == nullptr) {
+    length = 0;
+    text = static_cast<char*>(WZLB_MALLOC(line_space(added), label));
+  } else {
+    text = static_cast<char*>(
+        WZLB_REALLOC(text, length + static_cast<long>(line_space(added)), label, -1));
+  }
+  put_line(text + length, added);
+  length += static_cast<long>(added.size() + kLineEnd.size());
 }
 
-}  // namespace
 }  // namespace wz::script
 
 int check_alloc_url_data(void) {
@@ -75,17 +89,7 @@ void wz_set_http_hdr(char* hdr) {
     return;
   }
   VSD_TRACE(WZLB_LEVEL_3, kModuleApi, "Method called. Header '%s'", hdr);
-  constexpr const char* kLabel = "cur_cptr->url_data->http_hdrs";
-  const std::string_view line(hdr);
-  if (data->http_hdrs == nullptr) {
-    data->http_hdrs_len = 0;
-    data->http_hdrs = static_cast<char*>(WZLB_MALLOC(line_space(line), kLabel));
-  } else {
-    data->http_hdrs = static_cast<char*>(WZLB_REALLOC(
-        data->http_hdrs, data->http_hdrs_len + static_cast<long>(line_space(line)), kLabel, -1));
-  }
-  put_line(data->http_hdrs + data->http_hdrs_len, line);
-  data->http_hdrs_len += static_cast<long>(line.size() + kLineEnd.size());
+  append_header_line(data->http_hdrs, data->http_hdrs_len, hdr, "cur_cptr->url_data->http_hdrs");
   VSD_TRACE(WZLB_LEVEL_3, kModuleApi, "Header is '%s' and header length is %d", data->http_hdrs,
             static_cast<int>(data->http_hdrs_len));
 }
