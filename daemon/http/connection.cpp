@@ -13,12 +13,12 @@
 namespace vsd::http {
 
 Connection::Connection(ConnectionOwner& owner, ExchangeContext& context, SocketPoller& poller,
-                       FileDescriptor socket, TimePoint now)
+                       FileDescriptor socket, std::unique_ptr<Dialogue> dialogue)
     : owner_(owner),
       context_(context),
       poller_(poller),
       socket_(std::move(socket)),
-      exchange_(context, socket_.get(), now) {
+      dialogue_(std::move(dialogue)) {
   poller_.add(socket_.get(), *this, interest_);
 }
 
@@ -52,18 +52,18 @@ void Connection::watch(Interest interest) {
 
 void Connection::run(TimePoint now) {
   while (open()) {
-    const Exchange::Step step = exchange_.step(now);
+    const Dialogue::Step step = dialogue_->step(now);
     if (!open()) {
       return;  // the handler has had the connection reset
     }
     switch (step) {
-      case Exchange::Step::read:
+      case Dialogue::Step::read:
         watch(Interest::input);
-        if (exchange_.idle()) {
+        if (dialogue_->idle()) {
           owner_.idle(*this);
         }
         return;
-      case Exchange::Step::write:
+      case Dialogue::Step::write:
         switch (send(now)) {
           case Sent::some:
             break;
@@ -75,18 +75,18 @@ void Connection::run(TimePoint now) {
             return;
         }
         break;
-      case Exchange::Step::wait:
+      case Dialogue::Step::wait:
         wanted_ = Interest::none;
-        owner_.delay(*this, exchange_.due());
+        owner_.delay(*this, dialogue_->due());
         return;
-      case Exchange::Step::shut_down:
+      case Dialogue::Step::shut_down:
         ::shutdown(socket_.get(), SHUT_WR);
-        exchange_.shut_down(now);
+        dialogue_->shut_down(now);
         break;
-      case Exchange::Step::reset:
+      case Dialogue::Step::reset:
         close_with_reset();
         return;
-      case Exchange::Step::close:
+      case Dialogue::Step::close:
         close();
         return;
     }
@@ -118,14 +118,14 @@ void Connection::abandon() {
 // Reads what is there. False when the connection is lost.
 bool Connection::read_available(TimePoint now) {
   for (;;) {
-    const auto space = exchange_.input_space();
+    const auto space = dialogue_->input_space();
     const ssize_t count = ::recv(socket_.get(), space.data(), space.size(), 0);
     if (count > 0) {
-      exchange_.received(static_cast<std::size_t>(count), now);
+      dialogue_->received(static_cast<std::size_t>(count), now);
       return true;
     }
     if (count == 0) {
-      exchange_.input_ended();
+      dialogue_->input_ended();
       return true;
     }
     if (errno != EINTR) {
@@ -135,7 +135,7 @@ bool Connection::read_available(TimePoint now) {
 }
 
 Connection::Sent Connection::send(TimePoint now) {
-  const auto output = exchange_.output();
+  const auto output = dialogue_->output();
   const auto& [first, second] = output;
   ssize_t count = 0;
   do {
@@ -153,24 +153,24 @@ Connection::Sent Connection::send(TimePoint now) {
   if (count < 0) {
     return errno == EAGAIN || errno == EWOULDBLOCK ? Sent::blocked : Sent::failed;
   }
-  exchange_.written(static_cast<std::size_t>(count), now);
+  dialogue_->written(static_cast<std::size_t>(count), now);
   return Sent::some;
 }
 
 void Connection::check_deadline(TimePoint now) {
-  if (exchange_.check_deadline(now)) {
+  if (dialogue_->check_deadline(now)) {
     run(now);
   }
 }
 
 void Connection::drain(TimePoint now) {
-  if (!exchange_.idle()) {
+  if (!dialogue_->idle()) {
     return;
   }
   if (read_available(now)) {
     run(now);
   }
-  if (open() && exchange_.idle()) {
+  if (open() && dialogue_->idle()) {
     close();
   }
 }

@@ -1,11 +1,11 @@
-// One client: a socket and its exchange, driven by readiness, deadlines and due times.
+// One client: a socket and its dialogue, driven by readiness, deadlines and due times.
 #pragma once
 
 #include <memory>
 
 #include "daemon/file_descriptor.h"
 #include "daemon/http/delay_queue.h"
-#include "daemon/http/exchange.h"
+#include "daemon/http/dialogue.h"
 #include "daemon/http/socket_poller.h"
 
 namespace vsd::http {
@@ -36,7 +36,7 @@ class Connection final : public SocketPoller::Watcher,
  public:
   // Registers the socket. Throws std::system_error.
   Connection(ConnectionOwner& owner, ExchangeContext& context, SocketPoller& poller,
-             FileDescriptor socket, TimePoint now);
+             FileDescriptor socket, std::unique_ptr<Dialogue> dialogue);
 
   void on_ready() override;
   // Goes on after a delay.
@@ -51,7 +51,7 @@ class Connection final : public SocketPoller::Watcher,
   void abandon();
 
   [[nodiscard]] int socket() const noexcept { return socket_.get(); }
-  [[nodiscard]] const Exchange& exchange() const noexcept { return exchange_; }
+  [[nodiscard]] const Dialogue& dialogue() const noexcept { return *dialogue_; }
 
   std::size_t index = 0;  // the owner's
 
@@ -69,8 +69,8 @@ class Connection final : public SocketPoller::Watcher,
   ExchangeContext& context_;
   SocketPoller& poller_;
   FileDescriptor socket_;
-  Exchange exchange_;
-  Interest wanted_ = Interest::input;    // what the exchange waits for
+  std::unique_ptr<Dialogue> dialogue_;
+  Interest wanted_ = Interest::input;    // what the dialogue waits for
   Interest interest_ = Interest::input;  // what the socket is registered for
 };
 

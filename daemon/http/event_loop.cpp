@@ -13,6 +13,8 @@
 #include <system_error>
 #include <utility>
 
+#include "daemon/http/exchange.h"
+
 namespace vsd::http {
 namespace {
 
@@ -118,8 +120,9 @@ void EventLoop::open(FileDescriptor socket) {
   ::setsockopt(socket.get(), IPPROTO_TCP, TCP_NODELAY, &on, sizeof on);
   const TimePoint now = Clock::now();
   try {
-    auto connection =
-        std::make_shared<Connection>(*this, context_, poller_, std::move(socket), now);
+    auto exchange = std::make_unique<Exchange>(context_, socket.get(), now);
+    auto connection = std::make_shared<Connection>(*this, context_, poller_, std::move(socket),
+                                                   std::move(exchange));
     connection->index = clients_.size();
     clients_.push_back({std::move(connection), now + shortest_timeout(context_.limits)});
     arm_sweep();
@@ -150,15 +153,15 @@ bool EventLoop::make_room_for_client() {
   const TimePoint unfinished_for_long = Clock::now() - kPatience + context_.limits.request_timeout;
   ConnectionPtr oldest;
   for (const Client& client : clients_) {
-    const Exchange& exchange = client.connection->exchange();
+    const Dialogue& dialogue = client.connection->dialogue();
     const bool candidate =
-        exchange.idle() || (exchange.receiving() && exchange.deadline() < unfinished_for_long);
+        dialogue.idle() || (dialogue.receiving() && dialogue.deadline() < unfinished_for_long);
     if (!candidate) {
       continue;
     }
-    if (oldest == nullptr || exchange.idle() > oldest->exchange().idle() ||
-        (exchange.idle() == oldest->exchange().idle() &&
-         exchange.deadline() < oldest->exchange().deadline())) {
+    if (oldest == nullptr || dialogue.idle() > oldest->dialogue().idle() ||
+        (dialogue.idle() == oldest->dialogue().idle() &&
+         dialogue.deadline() < oldest->dialogue().deadline())) {
       oldest = client.connection;
     }
   }
@@ -256,7 +259,7 @@ void EventLoop::abandon(int socket) {
 
 void EventLoop::look_at(Client& client, TimePoint now) {
   const ConnectionPtr connection = client.connection;
-  const TimePoint deadline = connection->exchange().deadline();
+  const TimePoint deadline = connection->dialogue().deadline();
   const TimePoint next = now + shortest_timeout(context_.limits);
   client.look_at = deadline > now ? std::min(deadline, next) : next;
   if (deadline <= now) {

@@ -136,7 +136,7 @@ void EventLoop::take_over() {
 void EventLoop::hand_over_idle() {
   std::vector<ConnectionPtr> idle;
   for (const Client& client : clients_) {
-    if (client.connection->exchange().idle()) {
+    if (client.connection->dialogue().idle()) {
       idle.push_back(client.connection);
     }
   }

@@ -1,135 +1,13 @@
 #include "daemon/http/exchange.h"
 
-#include <algorithm>
-#include <exception>
-#include <utility>
-
 namespace vsd::http {
 namespace {
 
-constexpr std::size_t kGatherLimit = 16 * 1024;        // larger bodies are sent from where they are
-constexpr std::size_t kBatchLimit = 64 * 1024;         // of pipelined answers in one write
-constexpr std::chrono::seconds kLingerTime{5};         // for the client to read the last answer
-constexpr std::chrono::seconds kShortestKeepAlive{1};  // that an answer can ask for
 constexpr std::string_view kContinue = "HTTP/1.1 100 Continue\r\n\r\n";
 
 }  // namespace
 
-std::chrono::seconds shortest_timeout(const HttpLimits& limits) noexcept {
-  return std::min({limits.idle_timeout, limits.request_timeout, kLingerTime, kShortestKeepAlive});
-}
-
-Exchange::Exchange(ExchangeContext& context, int socket, TimePoint now)
-    : context_(context),
-      input_(context.blocks),
-      idle_timeout_(context.limits.idle_timeout),
-      deadline_(now + idle_timeout_),
-      socket_(socket) {}
-
-Exchange::~Exchange() {
-  context_.strings.give(std::move(out_));
-  context_.strings.give(std::move(large_body_));
-}
-
-Exchange::Step Exchange::step(TimePoint now) {
-  if (held_at_ != kNotHeld && now >= due_) {
-    release(now);
-  }
-  while (serve_next(now)) {
-  }
-  input_.release_if_empty();  // whoever waits, for input or for anything else, holds no block
-  if (phase_ == Phase::closed) {
-    return Step::close;
-  }
-  if (visible_output() > sent_) {
-    return Step::write;
-  }
-  if (held_at_ != kNotHeld) {
-    return Step::wait;
-  }
-  if (phase_ == Phase::resetting) {
-    return Step::reset;
-  }
-  if (phase_ == Phase::closing) {
-    return linger_ && !input_ended_ ? Step::shut_down : Step::close;
-  }
-  return input_ended_ ? Step::close : Step::read;
-}
-
-void Exchange::received(std::size_t count, TimePoint now) {
-  if (phase_ == Phase::lingering) {
-    return;
-  }
-  if (phase_ == Phase::head && input_.empty()) {
-    deadline_ = now + context_.limits.request_timeout;
-  }
-  input_.add(count);
-}
-
-bool Exchange::idle() const noexcept {
-  return phase_ == Phase::head && input_.empty() && visible_output() <= sent_ &&
-         held_at_ == kNotHeld;
-}
-
-bool Exchange::receiving() const noexcept {
-  return phase_ <= Phase::chunked_body && !input_.empty() && visible_output() <= sent_ &&
-         held_at_ == kNotHeld;
-}
-
-std::size_t Exchange::visible_output() const noexcept {
-  return held_at_ != kNotHeld ? held_at_ : out_.size() + large_body_.size();
-}
-
-std::array<std::string_view, 2> Exchange::output() const noexcept {
-  const std::size_t visible = visible_output();
-  const std::size_t in_out = std::min(visible, out_.size());
-  const std::size_t skip_out = std::min(sent_, in_out);
-  return {std::string_view(out_).substr(skip_out, in_out - skip_out),
-          std::string_view(large_body_).substr(sent_ - skip_out, visible - in_out)};
-}
-
-void Exchange::written(std::size_t count, TimePoint now) {
-  sent_ += count;
-  deadline_ = now + context_.limits.request_timeout;  // the client reads, if slowly
-  if (held_at_ != kNotHeld || sent_ < out_.size() + large_body_.size()) {
-    return;
-  }
-  sent_ = 0;
-  context_.strings.give(std::move(out_));
-  out_ = {};
-  if (large_body_.capacity() > context_.response.body.capacity()) {
-    context_.response.body.swap(large_body_);
-  }
-  large_body_ = {};
-  if (phase_ == Phase::head && input_.empty()) {
-    deadline_ = now + idle_timeout_;
-  }
-}
-
-void Exchange::shut_down(TimePoint now) noexcept {
-  phase_ = Phase::lingering;
-  deadline_ = now + kLingerTime;
-  input_.truncate(0);
-}
-
-bool Exchange::check_deadline(TimePoint now) {
-  const bool waits_for_its_time = held_at_ != kNotHeld && visible_output() <= sent_;
-  if (now < deadline_ || waits_for_its_time) {
-    return false;
-  }
-  if (receiving()) {
-    refuse(408, now);
-  } else {
-    phase_ = Phase::closed;
-  }
-  return true;
-}
-
-// Serves one request, or as much of one as has arrived. True when there may be more to do.
 bool Exchange::serve_next(TimePoint now) {
-  if (held_at_ != kNotHeld || !large_body_.empty() || out_.size() >= kBatchLimit) {
-    return false;
-  }
   switch (phase_) {
     case Phase::head:
       return !input_.empty() && read_head(now);
@@ -137,9 +15,8 @@ bool Exchange::serve_next(TimePoint now) {
       return read_sized_body(now);
     case Phase::chunked_body:
       return read_chunked_body(now);
-    default:
-      return false;
   }
+  return false;
 }
 
 // Some clients send an empty line behind a body; it belongs to no request.
@@ -258,17 +135,7 @@ void Exchange::serve(std::size_t body_size, std::size_t request_size, TimePoint 
   request.has_if_modified_since = head_.has_if_modified_since;
   request.has_if_none_match = head_.has_if_none_match;
 
-  context_.response.clear();
-  try {
-    context_.handler.handle(request, context_.response);
-  } catch (const std::exception&) {  // its own request is all that a failure may cost
-    context_.response.clear();
-    context_.response.status = 500;
-  }
-
-  if (context_.observer != nullptr) {
-    context_.observer->answered(request, context_.response, Clock::now() - now);
-  }
+  context_.answer(request, now);
 
   Framing framing;
   framing.head_request = request.method == "HEAD";
@@ -281,84 +148,20 @@ void Exchange::serve(std::size_t body_size, std::size_t request_size, TimePoint 
 }
 
 void Exchange::append_answer(const Framing& framing, TimePoint now) {
-  Response& response = context_.response;
-  idle_timeout_ =
-      response.keep_alive.count() > 0 ? response.keep_alive : context_.limits.idle_timeout;
-  if (response.is_held()) {
-    hold(now);
-  }
-  if (response.fault != Fault::none && append_fault(response)) {
+  if (!begin_answer(now)) {
     return;
   }
+  Response& response = context_.response;
   const auto head = append_head(out(), response, framing, context_.date.text());
   if (response.fault == Fault::close_mid_body) {
     response.body.resize(response.body.size() / 2);
-    end_behind_answer(Phase::closing);
+    end_behind_answer(State::closing);
   }
   if (head.has_body) {
-    if (response.body.size() <= kGatherLimit) {
-      out_ += response.body;
-    } else {
-      large_body_.swap(response.body);
-    }
+    append_body(response.body);
   }
   if (!head.keep_alive) {
-    end_behind_answer(Phase::closing);
-  }
-}
-
-// True when the fault stands instead of the answer.
-bool Exchange::append_fault(Response& response) {
-  switch (response.fault) {
-    case Fault::reset:
-      end_behind_answer(Phase::resetting);
-      return true;
-    case Fault::garbage:
-      append_garbage(out());
-      [[fallthrough]];
-    case Fault::empty:
-      end_behind_answer(Phase::closing);
-      return true;
-    case Fault::slow:
-      pace_ = pace_of(response.bytes_per_second);
-      return false;
-    case Fault::close_mid_body:
-      if (response.body.empty()) {
-        response.body = " ";  // announced, so that something is missing
-      }
-      return false;
-    case Fault::none:
-      break;
-  }
-  return false;
-}
-
-void Exchange::end_behind_answer(Phase phase) noexcept {
-  phase_ = phase;
-  input_.truncate(0);
-}
-
-// The answer that is about to be appended is not let out before its time.
-void Exchange::hold(TimePoint now) noexcept {
-  held_at_ = out_.size();
-  due_ = now + context_.response.delay;
-  held_since_ = now;
-  held_service_ = context_.response.service;
-}
-
-// Lets out what is due: the answer, or the next piece of a slow one.
-void Exchange::release(TimePoint now) noexcept {
-  deadline_ = now + context_.limits.request_timeout;
-  const std::size_t size = out_.size() + large_body_.size();
-  if (pace_.bytes > 0 && held_at_ + pace_.bytes < size) {
-    held_at_ += pace_.bytes;
-    due_ = std::max(due_ + pace_.interval, now);
-  } else {
-    held_at_ = kNotHeld;
-    pace_ = {};
-    if (context_.observer != nullptr) {
-      context_.observer->released(held_service_, now - held_since_);
-    }
+    end_behind_answer(State::closing);
   }
 }
 
@@ -369,7 +172,7 @@ void Exchange::next_request(TimePoint now) noexcept {
   head_size_ = 0;
   decoded_ = 0;
   line_checked_ = false;
-  deadline_ = now + context_.limits.request_timeout;
+  next_deadline(now);
 }
 
 // Answers a request that is not served and ends the connection: where the next request would begin
@@ -387,16 +190,9 @@ void Exchange::refuse(int status, TimePoint now) {
     context_.observer->answered(unread, response, {});
   }
   linger_ = true;
-  deadline_ = now + context_.limits.request_timeout;
+  next_deadline(now);
   const bool head_request = input_.view().starts_with("HEAD ");
   append_answer({.head_request = head_request, .keep_alive = false}, now);
-}
-
-std::string& Exchange::out() {
-  if (out_.empty() && out_.capacity() < kGatherLimit / 16) {
-    out_ = context_.strings.take();
-  }
-  return out_;
 }
 
 }  // namespace vsd::http

@@ -1,100 +1,25 @@
-// One HTTP/1.1 connection without its socket: bytes in, requests to the handler, bytes out. Whoever
-// drives it (the server's event loop, a test, a fuzzer) does what step() asks for:
-//
-//   read      receive into input_space() and report received() or input_ended()
-//   write     send output() and report written()
-//   wait      come back with step() when due() has passed
-//   reset     release the connection so that the client sees a reset
-//   shut_down end the sending side, report shut_down(); reading goes on for a moment, because a
-//             client that is still sending would lose the answer to a reset
-//   close     release the connection
-//
-// and calls check_deadline() now and then. Requests are served one at a time in their order; while
-// an answer waits for its service time or for a slow client, nothing more is read, so memory per
-// connection stays bounded by the limits.
+// HTTP/1.1 over one connection: the head and the body of each request, the head of each answer.
 #pragma once
 
-#include <array>
-#include <chrono>
 #include <cstddef>
-#include <memory>
-#include <span>
-#include <string>
-#include <string_view>
 
-#include "daemon/config.h"
-#include "daemon/http/buffers.h"
 #include "daemon/http/chunk_decoder.h"
-#include "daemon/http/fault.h"
+#include "daemon/http/dialogue.h"
 #include "daemon/http/head_scanner.h"
-#include "daemon/http/http_date.h"
-#include "daemon/http/message.h"
 #include "daemon/http/request_parser.h"
 #include "daemon/http/response_writer.h"
-#include "daemon/http/traffic_observer.h"
 
 namespace vsd::http {
 
-using Clock = std::chrono::steady_clock;
-using TimePoint = Clock::time_point;
-
-// What the connections of one event loop share. One request is served at a time, so one Response
-// serves all.
-struct ExchangeContext {
-  ExchangeContext(const HttpLimits& http_limits, RequestHandler& request_handler)
-      : limits(http_limits), handler(request_handler) {}
-
-  const HttpLimits& limits;
-  RequestHandler& handler;
-  TrafficObserver* observer = nullptr;
-  Response response;
-  HttpDate date;
-  BlockPool blocks;
-  StringPool strings;
-  bool draining = false;  // connections end with the answer at hand
-};
-
-// No deadline is ever set closer than this to the time when it is set.
-[[nodiscard]] std::chrono::seconds shortest_timeout(const HttpLimits& limits) noexcept;
-
-class Exchange {
+class Exchange final : public Dialogue {
  public:
-  enum class Step { read, write, wait, shut_down, reset, close };
-
-  // `socket` is only passed on to the handler.
-  Exchange(ExchangeContext& context, int socket, TimePoint now);
-  ~Exchange();
-  Exchange(const Exchange&) = delete;
-  Exchange& operator=(const Exchange&) = delete;
-
-  // Serves what has arrived and tells what has to happen next.
-  [[nodiscard]] Step step(TimePoint now);
-
-  [[nodiscard]] std::span<char> input_space() { return input_.space(); }
-  void received(std::size_t count, TimePoint now);
-  void input_ended() noexcept { input_ended_ = true; }
-
-  // Two pieces for one gathered write; the second is empty but for large bodies.
-  [[nodiscard]] std::array<std::string_view, 2> output() const noexcept;
-  void written(std::size_t count, TimePoint now);
-
-  [[nodiscard]] TimePoint due() const noexcept { return due_; }
-  void shut_down(TimePoint now) noexcept;
-
-  // Answers 408 or gives the connection up when it has been silent for too long. True when step()
-  // has something new to tell.
-  [[nodiscard]] bool check_deadline(TimePoint now);
-
-  // No request is under way: the connection may be closed without loss.
-  [[nodiscard]] bool idle() const noexcept;
-  // The rest of a request is awaited, and nothing else is under way.
-  [[nodiscard]] bool receiving() const noexcept;
-  [[nodiscard]] TimePoint deadline() const noexcept { return deadline_; }
+  using Dialogue::Dialogue;
 
  private:
-  enum class Phase { head, sized_body, chunked_body, closing, resetting, lingering, closed };
+  enum class Phase { head, sized_body, chunked_body };
 
-  bool serve_next(TimePoint now);
+  bool serve_next(TimePoint now) override;
+  void give_up_request(TimePoint now) override { refuse(408, now); }
   bool read_head(TimePoint now);
   bool refuse_head(int status, TimePoint now);
   bool begin_body(TimePoint now);
@@ -102,42 +27,18 @@ class Exchange {
   bool read_chunked_body(TimePoint now);
   void serve(std::size_t body_size, std::size_t request_size, TimePoint now);
   void append_answer(const Framing& framing, TimePoint now);
-  bool append_fault(Response& response);
-  void end_behind_answer(Phase phase) noexcept;
-  void release(TimePoint now) noexcept;
   void refuse(int status, TimePoint now);
-  void hold(TimePoint now) noexcept;
   void next_request(TimePoint now) noexcept;
   void skip_empty_lines() noexcept;
-  [[nodiscard]] std::size_t visible_output() const noexcept;
-  std::string& out();
 
-  ExchangeContext& context_;
-  InputBuffer input_;
   Phase phase_ = Phase::head;
   HeadScanner scanner_;
   RequestHead head_;           // after the head: framing only, its views may dangle
   std::size_t head_size_ = 0;  // 0 while the head is incomplete
   ChunkDecoder chunks_;
-  std::size_t decoded_ = 0;            // bytes of a chunked body, directly behind the head
-  std::size_t raw_ = 0;                // where its undecoded bytes begin
-  std::string out_;                    // heads and small bodies
-  std::string large_body_;             // sent behind out_; nothing is served before it is gone
-  std::size_t sent_ = 0;               // bytes of both that are already written
-  std::size_t held_at_ = kNotHeld;     // bytes of both in front of what is not due yet
-  Pace pace_;                          // of a slow answer while it is held
-  std::chrono::seconds idle_timeout_;  // behind the last answer
-  TimePoint due_{};
-  TimePoint held_since_{};
-  std::uint32_t held_service_ = Response::kNoService;
-  TimePoint deadline_;
+  std::size_t decoded_ = 0;  // bytes of a chunked body, directly behind the head
+  std::size_t raw_ = 0;      // where its undecoded bytes begin
   bool line_checked_ = false;
-  bool input_ended_ = false;
-  bool linger_ = false;
-  int socket_;
-  std::unique_ptr<Session> session_;  // the handler's
-
-  static constexpr std::size_t kNotHeld = static_cast<std::size_t>(-1);
 };
 
 }  // namespace vsd::http

@@ -64,6 +64,9 @@ struct Response {
   Fault fault = Fault::none;
   std::uint32_t bytes_per_second = 0;  // of Fault::slow; above 0 then
 
+  // Not a service but vsd answers, with a text for people: the request cannot be served.
+  bool is_refusal = false;
+
   // For those who record the traffic.
   static constexpr std::uint32_t kNoService = ~std::uint32_t{0};
   std::uint32_t service = kNoService;  // number of the service that answers
@@ -80,6 +83,7 @@ struct Response {
     keep_alive = std::chrono::seconds{0};
     delay = std::chrono::milliseconds{0};
     fault = Fault::none;
+    is_refusal = false;
     service = kNoService;
     nearest.clear();
   }

@@ -16,6 +16,7 @@ constexpr std::string_view kOutOfService =
 
 void answer_with_text(int status, std::string_view text, http::Response& response) {
   response.status = status;
+  response.is_refusal = true;
   response.headers.append("Content-Type: text/plain\r\n");
   response.body.assign(text);
 }
