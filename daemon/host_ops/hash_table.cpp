@@ -1,10 +1,11 @@
 // Name lookup in a service image, and the growable tables that the library keeps for itself.
 #include <wz/vsd_host.h>
+#include <wz/wzlb_get_norm_obj_id.h>
 
+#include <algorithm>
 #include <deque>
 #include <string>
 #include <string_view>
-#include <unordered_map>
 
 #include "daemon/host_ops/generated_value.h"
 #include "daemon/host_ops/resolved_name.h"
@@ -18,7 +19,36 @@ ResolvedName& resolved() noexcept {
   return last;
 }
 
-using KeyIndex = std::unordered_map<std::string, int>;
+// Keys to the numbers of their arrival.
+class KeyIndex {
+ public:
+  KeyIndex() { wzlb_init_norm_id_table_v2(&table_, kHeads, kTextBytes); }
+  KeyIndex(const KeyIndex&) = delete;
+  KeyIndex& operator=(const KeyIndex&) = delete;
+  ~KeyIndex() { wzlb_obj_hash_destroy(&table_); }
+
+  // -1 when there is none.
+  int find(std::string_view key) {
+    put(key);
+    return std::max(wzlb_get_norm_id(&table_, text_.data(), static_cast<int>(text_.size())), -1);
+  }
+  // The number that the key has, or now gets.
+  int add(std::string_view key) {
+    put(key);
+    return static_cast<int>(
+        wzlb_get_or_gen_norm_id(&table_, text_.data(), static_cast<int>(text_.size()), nullptr));
+  }
+
+ private:
+  static constexpr int kHeads = 256;
+  static constexpr int kTextBytes = 16 * 1024;  // more is asked for as needed
+
+  // The table wants a NUL behind its strings and takes no empty one, hence the sign in front.
+  void put(std::string_view key) { text_.assign(1, '=').append(key); }
+
+  NormObjKey table_{};
+  std::string text_;
+};
 
 // The tables live as long as the process: there is no operation that ends one.
 KeyIndex* new_index() {
@@ -61,12 +91,11 @@ void vsd_hash_table_init(VsdHashTable* table) {
 }
 
 int vsd_hash_table_get(VsdHashTable* table, char* key, int len) {
-  const vsd::KeyIndex* index = vsd::index_of(table);
+  vsd::KeyIndex* index = vsd::index_of(table);
   if (index == nullptr || !vsd::is_key(key, len)) {
     return -1;
   }
-  const auto found = index->find(std::string(key, static_cast<std::size_t>(len)));
-  return found == index->end() ? -1 : found->second;
+  return index->find({key, static_cast<std::size_t>(len)});
 }
 
 int vsd_hash_table_add(VsdHashTable* table, char* key, int len) {
@@ -74,6 +103,5 @@ int vsd_hash_table_add(VsdHashTable* table, char* key, int len) {
   if (index == nullptr || !vsd::is_key(key, len)) {
     return -1;
   }
-  const int next = static_cast<int>(index->size());
-  return index->emplace(std::string(key, static_cast<std::size_t>(len)), next).first->second;
+  return index->add({key, static_cast<std::size_t>(len)});
 }

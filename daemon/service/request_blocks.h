@@ -2,48 +2,65 @@
 #pragma once
 
 #include <wz/wz_request_buffer.h>
+#include <wz/wzlb_mem_pool.h>
 
 #include <algorithm>
 #include <string_view>
-#include <vector>
 
 namespace vsd {
 
 // Keeps its memory from request to request.
 class RequestBlocks {
  public:
+  RequestBlocks() { wzlb_mp_init(&pool_, sizeof(Slot), kFirstBlocks, kMoreBlocks, 0); }
+  RequestBlocks(const RequestBlocks&) = delete;
+  RequestBlocks& operator=(const RequestBlocks&) = delete;
+  ~RequestBlocks() { wzlb_mp_destroy(&pool_); }
+
   // Replaces what was there. Returns the first block; null for an empty request.
   RequestBuffer* fill(std::string_view head, std::string_view body) {
-    const std::size_t size = head.size() + body.size();
-    if (size == 0) {
-      return nullptr;
-    }
-    blocks_.resize((size + VSD_REQUEST_BLOCK_SIZE - 1) / VSD_REQUEST_BLOCK_SIZE);
-    put(head, 0);
-    put(body, head.size());
-    for (std::size_t i = 0; i + 1 < blocks_.size(); ++i) {
-      blocks_[i].next = &blocks_[i + 1];
-    }
-    blocks_.back().next = nullptr;
+    wzlb_mp_free_all_slots(&pool_);
+    Chain chain;
+    append(head, chain);
+    append(body, chain);
     // Behind the request, so that a small one is text.
-    if (const std::size_t used = size % VSD_REQUEST_BLOCK_SIZE; used != 0) {
-      blocks_.back().buffer[used] = '\0';
+    if (chain.used < VSD_REQUEST_BLOCK_SIZE) {
+      chain.last->buffer[chain.used] = '\0';
     }
-    return blocks_.data();
+    return chain.first;
   }
 
  private:
-  void put(std::string_view text, std::size_t at) {
+  static constexpr int kFirstBlocks = 4;
+  static constexpr int kMoreBlocks = 64;
+
+  struct Slot {
+    node links;
+    RequestBuffer block;
+  };
+  struct Chain {
+    RequestBuffer* first = nullptr;
+    RequestBuffer* last = nullptr;
+    std::size_t used = VSD_REQUEST_BLOCK_SIZE;  // of the last one
+  };
+
+  void append(std::string_view text, Chain& chain) {
     while (!text.empty()) {
-      const std::size_t place = at % VSD_REQUEST_BLOCK_SIZE;
-      const std::size_t length = std::min(text.size(), VSD_REQUEST_BLOCK_SIZE - place);
-      text.copy(blocks_[at / VSD_REQUEST_BLOCK_SIZE].buffer + place, length);
+      if (chain.used == VSD_REQUEST_BLOCK_SIZE) {
+        RequestBuffer& next = static_cast<Slot*>(wzlb_mp_get_slot(&pool_))->block;
+        next.next = nullptr;
+        (chain.last != nullptr ? chain.last->next : chain.first) = &next;
+        chain.last = &next;
+        chain.used = 0;
+      }
+      const std::size_t length = std::min(text.size(), VSD_REQUEST_BLOCK_SIZE - chain.used);
+      text.copy(chain.last->buffer + chain.used, length);
       text.remove_prefix(length);
-      at += length;
+      chain.used += length;
     }
   }
 
-  std::vector<RequestBuffer> blocks_;
+  wzlb_mp_handler pool_{};
 };
 
 }  // namespace vsd

@@ -87,6 +87,8 @@ TEST(HostHashTable, NumbersKeys) {
   EXPECT_EQ(vsd_hash_table_add(&table, mutable_text("a\0b"), 3), 1);
   EXPECT_EQ(vsd_hash_table_get(&table, mutable_text("abX"), 2), 0);
   EXPECT_EQ(vsd_hash_table_get(&table, mutable_text("abc"), 3), -1);
+  EXPECT_EQ(vsd_hash_table_add(&table, mutable_text(""), 0), 2);
+  EXPECT_EQ(vsd_hash_table_add(&table, mutable_text("ab"), 2), 0) << "known";
 }
 
 TEST(HostNames, ReadsTheMethodFromTheRequestLine) {
