@@ -79,7 +79,7 @@ TEST(HttpEndToEnd, AWorkerThatIsStuckInAScriptIsReplaced) {
 }
 
 TEST(HttpEndToEnd, TheEndLetsRequestsUnderWayFinish) {
-  VsdProcess vsd(EXAMPLES_FOLDER);
+  VsdProcess vsd(EXAMPLES_FOLDER, "WORKERS 1\n");  // so that both see the end at the same time
   const RawClient idle(vsd.port());
   idle.send(kGreeting);
   EXPECT_TRUE(idle.receive(".\n").starts_with("HTTP/1.1 200"));
