@@ -6,23 +6,22 @@
 namespace wz::hessian {
 namespace {
 
+constexpr TagForms kForms = [] {
+  TagForms forms;
+  forms.add('S', Form::kText, 2);
+  forms.add('s', Form::kTextPart, 2);
+  forms.add('B', Form::kBinary, 2);
+  forms.add('b', Form::kBinaryPart, 2);
+  forms.add('w', Form::kLong, 4);
+  return forms;
+}();
+
 constexpr std::size_t kShortHead = 3;  // a tag and a length of two bytes
 
 }  // namespace
 
-Hessian2Reader::Chunk DraftReader::text_chunk(int tag) const noexcept {
-  if (tag >= 0x00 && tag <= 0x1F) {
-    return chunk(1, static_cast<std::size_t>(tag), true);
-  }
-  return tag == 's' || tag == 'S' ? chunk(kShortHead, length_behind_tag(), tag == 'S') : Chunk{};
-}
-
-Hessian2Reader::Chunk DraftReader::binary_chunk(int tag) const noexcept {
-  if (tag >= 0x20 && tag <= 0x2F) {
-    return chunk(1, static_cast<std::size_t>(tag - 0x20), true);
-  }
-  return tag == 'b' || tag == 'B' ? chunk(kShortHead, length_behind_tag(), tag == 'B') : Chunk{};
-}
+DraftReader::DraftReader(std::span<const std::uint8_t> bytes) noexcept
+    : Hessian2Reader(bytes, kForms) {}
 
 bool DraftReader::read_dialect_value(int tag) {
   switch (tag) {
@@ -31,8 +30,6 @@ bool DraftReader::read_dialect_value(int tag) {
       return read_xml();
     case 'd':
       return read_date(sizeof(std::int64_t), 1);
-    case 'w':
-      return read_integer(name::kLong, sizeof(std::int32_t));
     case 'J':
       return read_short_reference(1);
     case 'K':
@@ -53,7 +50,7 @@ bool DraftReader::read_dialect_value(int tag) {
       }
       return read_value();
     case 'o':
-      return read_object();
+      return read_numbered_object();
     case 'r':
       return bytes_.peek(1) == 't' && read_remote();
     default:
@@ -91,7 +88,7 @@ bool DraftReader::read_short_reference(std::size_t size) {
   return true;
 }
 
-bool DraftReader::read_short_text(std::string_view element) {
+bool DraftReader::read_short_text(const ElementName& element) {
   if (!bytes_.has(kShortHead)) {
     return false;
   }
@@ -141,7 +138,7 @@ bool DraftReader::read_optional_type() {
     bytes_.seek(start);
     return false;
   }
-  write_integer(name::kTypeRef, number);
+  xml_.integer(name::kTypeRef, number);
   return true;
 }
 
@@ -155,8 +152,8 @@ bool DraftReader::read_optional_length() {
     return false;
   }
   bytes_.skip(1);
-  write_integer(name::kLength, tag == 'l' ? bytes_.take_signed(size)
-                                          : static_cast<std::int64_t>(bytes_.take_unsigned(size)));
+  xml_.integer(name::kLength, tag == 'l' ? bytes_.take_signed(size)
+                                         : static_cast<std::int64_t>(bytes_.take_unsigned(size)));
   return true;
 }
 
@@ -183,8 +180,8 @@ bool DraftReader::read_numbered_list() {
   }
   add_container();
   xml_.open_container(name::kDraftList);
-  write_integer(name::kDraftListType, type);
-  write_integer(name::kDraftListLength, length);
+  xml_.integer(name::kDraftListType, type);
+  xml_.integer(name::kDraftListLength, length);
   if (!read_values(static_cast<std::size_t>(length))) {
     return false;
   }
@@ -203,17 +200,6 @@ bool DraftReader::read_map() {
   return true;
 }
 
-bool DraftReader::read_object() {
-  const std::size_t start = bytes_.position();
-  bytes_.skip(1);
-  int number = 0;
-  if (!read_int(number) || !is_class(number)) {
-    bytes_.seek(start);
-    return false;
-  }
-  return read_fields(number);
-}
-
 // A remote object: its type and the text of its address. It takes no reference number.
 bool DraftReader::read_remote() {
   bytes_.skip(1);
@@ -227,7 +213,7 @@ bool DraftReader::read_remote() {
 
 bool DraftReader::read_frame() {
   const bool is_call = bytes_.peek() == 'c';
-  const std::string_view element = is_call ? name::kCall1 : name::kReply1;
+  const ElementName& element = is_call ? name::kCall1 : name::kReply1;
   bytes_.skip(1);
   xml_.open_container(element);
   const char version[] = {static_cast<char>('0' + bytes_.peek()), '.',

@@ -4,47 +4,36 @@
 namespace wz::hessian {
 namespace {
 
+constexpr TagForms kForms = [] {
+  TagForms forms;
+  forms.add(0x30, 0x33, Form::kText, 0, 1);
+  forms.add('S', Form::kText, 2);
+  forms.add('R', Form::kTextPart, 2);
+  forms.add(0x34, 0x37, Form::kBinary, 0, 1);
+  forms.add('B', Form::kBinary, 2);
+  forms.add('A', Form::kBinaryPart, 2);
+  forms.add('Y', Form::kLong, 4);
+  return forms;
+}();
+
 constexpr int kOpenEnd = -1;  // instead of a list's length: values up to 'Z'
 constexpr std::size_t kPacketHead = 3;
 constexpr std::int64_t kMillisecondsPerMinute = 60000;
 
 }  // namespace
 
-Hessian2Reader::Chunk FinalReader::text_chunk(int tag) const noexcept {
-  if (tag >= 0x00 && tag <= 0x1F) {
-    return chunk(1, static_cast<std::size_t>(tag), true);
-  }
-  if (tag >= 0x30 && tag <= 0x33) {
-    return chunk(2, static_cast<std::size_t>((tag - 0x30) << 8 | (bytes_.peek(1) & 0xFF)), true);
-  }
-  if (tag == 'R' || tag == 'S') {
-    return chunk(3, length_behind_tag(), tag == 'S');
-  }
-  return {};
-}
-
-Hessian2Reader::Chunk FinalReader::binary_chunk(int tag) const noexcept {
-  if (tag >= 0x20 && tag <= 0x2F) {
-    return chunk(1, static_cast<std::size_t>(tag - 0x20), true);
-  }
-  if (tag >= 0x34 && tag <= 0x37) {
-    return chunk(2, static_cast<std::size_t>((tag - 0x34) << 8 | (bytes_.peek(1) & 0xFF)), true);
-  }
-  if (tag == 'A' || tag == 'B') {
-    return chunk(3, length_behind_tag(), tag == 'B');
-  }
-  return {};
-}
+FinalReader::FinalReader(std::span<const std::uint8_t> bytes) noexcept
+    : Hessian2Reader(bytes, kForms) {}
 
 bool FinalReader::read_dialect_value(int tag) {
   if (tag >= 0x60 && tag <= 0x6F) {
     return is_class(tag - 0x60) && (bytes_.skip(1), read_fields(tag - 0x60));
   }
   if (tag >= 0x70 && tag <= 0x77) {
-    return read_typed_list(name::kFixedTypedList, name::kCompactTypedLength, tag - 0x70);
+    return read_typed_list(name::kFixedTypedList, &name::kCompactTypedLength, tag - 0x70);
   }
   if (tag >= 0x78 && tag <= 0x7F) {
-    return read_untyped_list(name::kFixedUntypedList, name::kCompactUntypedLength, tag - 0x78);
+    return read_untyped_list(name::kFixedUntypedList, &name::kCompactUntypedLength, tag - 0x78);
   }
   switch (tag) {
     case 'C':  // a definition is no value: one follows
@@ -67,29 +56,16 @@ bool FinalReader::read_dialect_value(int tag) {
     case 'Q':
       return read_reference_value();
     case 'U':
-      return read_typed_list(name::kVarTypedList, {}, kOpenEnd);
+      return read_typed_list(name::kVarTypedList, nullptr, kOpenEnd);
     case 'V':
-      return read_typed_list(name::kFixedTypedList, name::kFixedTypedLength, 0);
+      return read_typed_list(name::kFixedTypedList, &name::kFixedTypedLength, 0);
     case 'W':
-      return read_untyped_list(name::kVarUntypedList, {}, kOpenEnd);
+      return read_untyped_list(name::kVarUntypedList, nullptr, kOpenEnd);
     case 'X':
-      return read_untyped_list(name::kFixedUntypedList, name::kFixedUntypedLength, 0);
-    case 'Y':
-      return read_integer(name::kLong, sizeof(std::int32_t));
+      return read_untyped_list(name::kFixedUntypedList, &name::kFixedUntypedLength, 0);
     default:
       return tag >= 0x5B && tag <= 0x5F && read_compact_double(tag);
   }
-}
-
-bool FinalReader::read_numbered_object() {
-  const std::size_t start = bytes_.position();
-  bytes_.skip(1);
-  int number = 0;
-  if (!read_int(number) || !is_class(number)) {
-    bytes_.seek(start);
-    return false;
-  }
-  return read_fields(number);
 }
 
 bool FinalReader::read_reference_value() {
@@ -129,7 +105,7 @@ bool FinalReader::read_type() {
       bytes_.seek(start);
       return false;
     }
-    write_integer(name::kTypeRef, number);
+    xml_.integer(name::kTypeRef, number);
     return true;
   }
   add_type();
@@ -138,7 +114,7 @@ bool FinalReader::read_type() {
 
 // `length` behind the tag where it has no byte of its own; a list with an own length is told by its
 // tag, 'V' or 'X'.
-bool FinalReader::read_typed_list(std::string_view element, std::string_view length_element,
+bool FinalReader::read_typed_list(const ElementName& element, const ElementName* length_element,
                                   int length) {
   const bool own_length = bytes_.peek() == 'V';
   add_container();
@@ -148,7 +124,7 @@ bool FinalReader::read_typed_list(std::string_view element, std::string_view len
          read_list_items(element, length_element, length);
 }
 
-bool FinalReader::read_untyped_list(std::string_view element, std::string_view length_element,
+bool FinalReader::read_untyped_list(const ElementName& element, const ElementName* length_element,
                                     int length) {
   const bool own_length = bytes_.peek() == 'X';
   add_container();
@@ -157,9 +133,9 @@ bool FinalReader::read_untyped_list(std::string_view element, std::string_view l
   return (!own_length || read_int(length)) && read_list_items(element, length_element, length);
 }
 
-bool FinalReader::read_list_items(std::string_view element, std::string_view length_element,
+bool FinalReader::read_list_items(const ElementName& element, const ElementName* length_element,
                                   int length) {
-  if (length_element.empty()) {
+  if (length_element == nullptr) {
     if (!read_until('Z', false)) {
       return false;
     }
@@ -167,7 +143,7 @@ bool FinalReader::read_list_items(std::string_view element, std::string_view len
     if (length < 0) {
       return false;
     }
-    write_integer(length_element, length);
+    xml_.integer(*length_element, length);
     if (!read_values(static_cast<std::size_t>(length))) {
       return false;
     }
@@ -215,7 +191,7 @@ bool FinalReader::read_call() {
   if (!read_text(name::kMethod) || !read_int(arguments) || arguments < 0) {
     return false;
   }
-  write_integer(name::kArgumentCount, arguments);
+  xml_.integer(name::kArgumentCount, arguments);
   if (!read_values(static_cast<std::size_t>(arguments))) {
     return false;
   }
@@ -266,7 +242,7 @@ bool FinalReader::read_header_block() {
   if (!read_int(count) || count < 0) {
     return false;
   }
-  write_integer(name::kLength, count);
+  xml_.integer(name::kLength, count);
   for (int i = 0; i < count; ++i) {
     xml_.open_container(name::kHeader);
     if (!read_text(name::kString) || !read_value()) {
@@ -280,12 +256,12 @@ bool FinalReader::read_header_block() {
 bool FinalReader::read_packet() {
   const auto packet_chunk = [this](int tag) -> Chunk {
     if (tag == 'O' || tag == 'P') {
-      return chunk(kPacketHead, length_behind_tag(), tag == 'P');
+      return {kPacketHead, length_behind_tag(), tag == 'P'};
     }
     if (tag >= 0x70 && tag <= 0x7F) {
-      return chunk(2, static_cast<std::size_t>((tag - 0x70) << 8 | (bytes_.peek(1) & 0xFF)), true);
+      return {2, static_cast<std::size_t>((tag - 0x70) << 8 | (bytes_.peek(1) & 0xFF)), true};
     }
-    return tag >= 0x80 ? chunk(1, static_cast<std::size_t>(tag - 0x80), true) : Chunk{};
+    return tag >= 0x80 ? Chunk{1, static_cast<std::size_t>(tag - 0x80), true} : Chunk{};
   };
   return read_bytes(name::kPacket, packet_chunk);
 }

@@ -19,18 +19,21 @@ constexpr std::size_t kLengthSize = 2;
 
 struct Element {
   char tag;
-  std::string_view name;
+  ElementName name;
 };
 
 constexpr std::array<Element, 24> kElements{{
-    {'c', "call"},   {'r', "reply"},  {'N', "null"},   {'F', "boolean"}, {'T', "boolean"},
-    {'I', "int"},    {'L', "long"},   {'D', "double"}, {'d', "date"},    {'s', "string"},
-    {'S', "string"}, {'x', "xml"},    {'X', "xml"},    {'b', "base64"},  {'B', "base64"},
-    {'R', "ref"},    {'H', "header"}, {'m', "method"}, {'f', "fault"},   {'V', "list"},
-    {'M', "map"},    {'t', "type"},   {'e', "remote"}, {'l', "length"},
+    {'c', ElementName("call")},    {'r', ElementName("reply")},   {'N', ElementName("null")},
+    {'F', ElementName("boolean")}, {'T', ElementName("boolean")}, {'I', ElementName("int")},
+    {'L', ElementName("long")},    {'D', ElementName("double")},  {'d', ElementName("date")},
+    {'s', ElementName("string")},  {'S', ElementName("string")},  {'x', ElementName("xml")},
+    {'X', ElementName("xml")},     {'b', ElementName("base64")},  {'B', ElementName("base64")},
+    {'R', ElementName("ref")},     {'H', ElementName("header")},  {'m', ElementName("method")},
+    {'f', ElementName("fault")},   {'V', ElementName("list")},    {'M', ElementName("map")},
+    {'t', ElementName("type")},    {'e', ElementName("remote")},  {'l', ElementName("length")},
 }};
 
-std::string_view name_of(char tag) noexcept {
+const ElementName& name_of(char tag) noexcept {
   const auto* found = std::find_if(kElements.begin(), kElements.end(),
                                    [&](const Element& element) { return element.tag == tag; });
   if (found == kElements.end()) {
@@ -223,7 +226,7 @@ class Decoder {
       return false;
     }
     const std::string_view data = bytes_.take(length);
-    const std::string_view name = name_of(tag);
+    const ElementName& name = name_of(tag);
     const bool on_own_lines = std::string_view("xXbBH").find(tag) != std::string_view::npos;
     on_own_lines ? sink().open_container(name) : sink().open_inline(name);
     sink().append(data.substr(0, data.find('\0')));
@@ -252,7 +255,9 @@ char* hessian_decode(int out_type, void* out, int /*indent*/, char* in, int* len
   }
   const std::size_t size = *length > 0 ? static_cast<std::size_t>(*length) : 0;
   Decoder decoder({reinterpret_cast<const std::uint8_t*>(in), size});
-  if (!decoder.run()) {
+  const bool decoded = decoder.run();
+  sink().terminate();
+  if (!decoded) {
     *length = static_cast<int>(decoder.position());
     return nullptr;
   }

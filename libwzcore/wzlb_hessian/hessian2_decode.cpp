@@ -101,10 +101,12 @@ char* hessian2_decode(int out_type, void* out, int /*indent*/, char* in, int* le
   sink().append(kDocumentStart);
   std::size_t position = 0;
   const std::size_t size = *length > 0 ? static_cast<std::size_t>(*length) : 0;
-  if (!decode({reinterpret_cast<const std::uint8_t*>(in), size}, position)) {
+  const bool decoded = decode({reinterpret_cast<const std::uint8_t*>(in), size}, position);
+  if (decoded) {
+    sink().append(kDocumentEnd);
+  } else {
     *length = static_cast<int>(position);
-    return nullptr;
   }
-  sink().append(kDocumentEnd);
-  return in;
+  sink().terminate();
+  return decoded ? in : nullptr;
 }

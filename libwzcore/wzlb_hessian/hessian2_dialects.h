@@ -8,15 +8,13 @@ namespace wz::hessian {
 // The final protocol: values and the messages behind "H 2 0".
 class FinalReader final : public Hessian2Reader {
  public:
-  using Hessian2Reader::Hessian2Reader;
+  explicit FinalReader(std::span<const std::uint8_t> bytes) noexcept;
 
   // A call, reply, fault or envelope whose version has been read.
   bool read_message();
 
  protected:
   bool read_dialect_value(int tag) override;
-  [[nodiscard]] Chunk text_chunk(int tag) const noexcept override;
-  [[nodiscard]] Chunk binary_chunk(int tag) const noexcept override;
 
  private:
   bool read_call();
@@ -25,11 +23,10 @@ class FinalReader final : public Hessian2Reader {
   bool read_header_block();
   bool read_packet();
   bool read_type();
-  bool read_typed_list(std::string_view element, std::string_view length_element, int length);
-  bool read_untyped_list(std::string_view element, std::string_view length_element, int length);
-  bool read_list_items(std::string_view element, std::string_view length_element, int length);
+  bool read_typed_list(const ElementName& element, const ElementName* length_element, int length);
+  bool read_untyped_list(const ElementName& element, const ElementName* length_element, int length);
+  bool read_list_items(const ElementName& element, const ElementName* length_element, int length);
   bool read_map(bool typed);
-  bool read_numbered_object();
   bool read_reference_value();
   bool read_compact_double(int tag);
 };
@@ -37,15 +34,13 @@ class FinalReader final : public Hessian2Reader {
 // Hessian 1 and the draft that extends it: values and the messages in 'c' and 'r' frames.
 class DraftReader final : public Hessian2Reader {
  public:
-  using Hessian2Reader::Hessian2Reader;
+  explicit DraftReader(std::span<const std::uint8_t> bytes) noexcept;
 
   // A call or reply, from its tag on.
   bool read_frame();
 
  protected:
   bool read_dialect_value(int tag) override;
-  [[nodiscard]] Chunk text_chunk(int tag) const noexcept override;
-  [[nodiscard]] Chunk binary_chunk(int tag) const noexcept override;
 
  private:
   bool read_call();
@@ -53,7 +48,7 @@ class DraftReader final : public Hessian2Reader {
   bool read_headers();
   bool read_fault();
   // Text behind a tag and a length of two bytes.
-  bool read_short_text(std::string_view element);
+  bool read_short_text(const ElementName& element);
   bool read_xml();
   bool read_optional_type();
   bool read_optional_length();
@@ -61,7 +56,6 @@ class DraftReader final : public Hessian2Reader {
   bool read_numbered_list();
   bool read_map();
   bool read_remote();
-  bool read_object();
   bool read_short_reference(std::size_t size);
   bool read_scaled_double(int tag);
 };

@@ -1,57 +1,57 @@
 // Element names of Hessian 2 documents, by what they stand for on the wire.
 #pragma once
 
-#include <string_view>
+#include "libwzcore/wzlb_hessian/element_name.h"
 
 namespace wz::hessian::name {
 
-inline constexpr std::string_view kNull = "null";
-inline constexpr std::string_view kBoolean = "boolean";
-inline constexpr std::string_view kInt = "int";
-inline constexpr std::string_view kLong = "long";
-inline constexpr std::string_view kDouble = "double";
-inline constexpr std::string_view kDate = "date";
-inline constexpr std::string_view kString = "string";
-inline constexpr std::string_view kXml = "xml";
-inline constexpr std::string_view kBinary = "base64";
-inline constexpr std::string_view kRef = "ref";
-inline constexpr std::string_view kMap = "map";
-inline constexpr std::string_view kTypedMap = "typed_map";
-inline constexpr std::string_view kVarTypedList = "var_typed_list";
-inline constexpr std::string_view kFixedTypedList = "fixed_typed_list";
-inline constexpr std::string_view kVarUntypedList = "var_untyped_list";
-inline constexpr std::string_view kFixedUntypedList = "fixed_untyped_list";
-inline constexpr std::string_view kFixedTypedLength = "fixed_typed_list_length";
-inline constexpr std::string_view kCompactTypedLength = "compact_fixed_typed_list_length";
-inline constexpr std::string_view kFixedUntypedLength = "fixed_untyped_list_length";
-inline constexpr std::string_view kCompactUntypedLength = "compact_fixed_untyped_list_length";
-inline constexpr std::string_view kTypeName = "Type";
-inline constexpr std::string_view kTypeRef = "type_ref";
-inline constexpr std::string_view kClassDefinition = "obj_defn";
-inline constexpr std::string_view kClassName = "obj_defn_type";
-inline constexpr std::string_view kObject = "obj_instance";
-inline constexpr std::string_view kClassRef = "obj_ref";
+inline constexpr ElementName kNull{"null"};
+inline constexpr ElementName kBoolean{"boolean"};
+inline constexpr ElementName kInt{"int"};
+inline constexpr ElementName kLong{"long"};
+inline constexpr ElementName kDouble{"double"};
+inline constexpr ElementName kDate{"date"};
+inline constexpr ElementName kString{"string"};
+inline constexpr ElementName kXml{"xml"};
+inline constexpr ElementName kBinary{"base64"};
+inline constexpr ElementName kRef{"ref"};
+inline constexpr ElementName kMap{"map"};
+inline constexpr ElementName kTypedMap{"typed_map"};
+inline constexpr ElementName kVarTypedList{"var_typed_list"};
+inline constexpr ElementName kFixedTypedList{"fixed_typed_list"};
+inline constexpr ElementName kVarUntypedList{"var_untyped_list"};
+inline constexpr ElementName kFixedUntypedList{"fixed_untyped_list"};
+inline constexpr ElementName kFixedTypedLength{"fixed_typed_list_length"};
+inline constexpr ElementName kCompactTypedLength{"compact_fixed_typed_list_length"};
+inline constexpr ElementName kFixedUntypedLength{"fixed_untyped_list_length"};
+inline constexpr ElementName kCompactUntypedLength{"compact_fixed_untyped_list_length"};
+inline constexpr ElementName kTypeName{"Type"};
+inline constexpr ElementName kTypeRef{"type_ref"};
+inline constexpr ElementName kClassDefinition{"obj_defn"};
+inline constexpr ElementName kClassName{"obj_defn_type"};
+inline constexpr ElementName kObject{"obj_instance"};
+inline constexpr ElementName kClassRef{"obj_ref"};
 
-inline constexpr std::string_view kHessianVersion = "hessian_version";
-inline constexpr std::string_view kVersion = "ver";
-inline constexpr std::string_view kCall2 = "call_2.0";
-inline constexpr std::string_view kReply2 = "reply_2.0";
-inline constexpr std::string_view kFault = "fault";
-inline constexpr std::string_view kEnvelope = "envelope";
-inline constexpr std::string_view kPacket = "packet";
-inline constexpr std::string_view kHeader = "header";
-inline constexpr std::string_view kMethod = "method";
-inline constexpr std::string_view kArgumentCount = "number_of_args";
+inline constexpr ElementName kHessianVersion{"hessian_version"};
+inline constexpr ElementName kVersion{"ver"};
+inline constexpr ElementName kCall2{"call_2.0"};
+inline constexpr ElementName kReply2{"reply_2.0"};
+inline constexpr ElementName kFault{"fault"};
+inline constexpr ElementName kEnvelope{"envelope"};
+inline constexpr ElementName kPacket{"packet"};
+inline constexpr ElementName kHeader{"header"};
+inline constexpr ElementName kMethod{"method"};
+inline constexpr ElementName kArgumentCount{"number_of_args"};
 
 // Hessian 1 frames and the draft.
-inline constexpr std::string_view kCall1 = "call_1.0";
-inline constexpr std::string_view kReply1 = "reply_1.0";
-inline constexpr std::string_view kList = "list";
-inline constexpr std::string_view kType = "type";
-inline constexpr std::string_view kLength = "length";
-inline constexpr std::string_view kRemote = "remote";
-inline constexpr std::string_view kDraftList = "ref_typed_list";
-inline constexpr std::string_view kDraftListType = "ref_typed_list_type";
-inline constexpr std::string_view kDraftListLength = "ref_typed_list_length";
+inline constexpr ElementName kCall1{"call_1.0"};
+inline constexpr ElementName kReply1{"reply_1.0"};
+inline constexpr ElementName kList{"list"};
+inline constexpr ElementName kType{"type"};
+inline constexpr ElementName kLength{"length"};
+inline constexpr ElementName kRemote{"remote"};
+inline constexpr ElementName kDraftList{"ref_typed_list"};
+inline constexpr ElementName kDraftListType{"ref_typed_list_type"};
+inline constexpr ElementName kDraftListLength{"ref_typed_list_length"};
 
 }  // namespace wz::hessian::name

@@ -3,31 +3,37 @@
 #include <array>
 #include <bit>
 #include <charconv>
+#include <cmath>
 
 namespace wz::hessian {
 namespace {
 
-// A compact integer: the tag holds the high part, around `zero`, and `bytes` more follow.
-struct CompactInteger {
-  int first;
-  int last;
-  int zero;
-  std::size_t bytes;
-  bool is_long;
-};
-
-constexpr CompactInteger kCompactIntegers[] = {
-    {0x80, 0xBF, 0x90, 0, false}, {0xC0, 0xCF, 0xC8, 1, false}, {0xD0, 0xD7, 0xD4, 2, false},
-    {0xD8, 0xEF, 0xE0, 0, true},  {0xF0, 0xFF, 0xF8, 1, true},  {0x38, 0x3F, 0x3C, 2, true},
-};
-
-const CompactInteger* compact_integer(int tag) noexcept {
-  for (const CompactInteger& form : kCompactIntegers) {
-    if (tag >= form.first && tag <= form.last) {
-      return &form;
-    }
+// "%f" of a number that is a whole number of millionths, which is what decimal numbers of people
+// are; nothing for others. Below the bound, halves of the last binary digit are less than half a
+// millionth, so the nearest millionth is the one that "%f" prints.
+std::size_t write_millionths(double value, char* room) noexcept {
+  constexpr double kBound = 1 << 30;
+  constexpr std::int64_t kPerOne = 1000000;
+  constexpr int kDecimals = 6;
+  const double size = std::fabs(value);
+  if (!(size < kBound)) {
+    return 0;
   }
-  return nullptr;
+  const auto millionths = static_cast<std::int64_t>(size * kPerOne + 0.5);
+  if (static_cast<double>(millionths) / kPerOne != size) {
+    return 0;
+  }
+  char* at = room;
+  if (std::signbit(value)) {
+    *at++ = '-';
+  }
+  at = std::to_chars(at, at + kDecimals * 2, millionths / kPerOne).ptr;
+  *at = '.';
+  std::int64_t rest = millionths % kPerOne;
+  for (int i = kDecimals; i > 0; --i, rest /= 10) {
+    at[i] = static_cast<char>('0' + rest % 10);
+  }
+  return static_cast<std::size_t>(at + 1 + kDecimals - room);
 }
 
 // "%f" where that reads back as the same double, else as many digits as it needs. Bits, not values,
@@ -35,6 +41,9 @@ const CompactInteger* compact_integer(int tag) noexcept {
 std::string_view double_text(double value, std::span<char> room) noexcept {
   char* const start = room.data();
   char* const end = start + room.size();
+  if (const std::size_t length = write_millionths(value, start)) {
+    return {start, length};
+  }
   const auto fixed = std::to_chars(start, end, value, std::chars_format::fixed, 6);
   double back = 0;
   std::from_chars(start, fixed.ptr, back);
@@ -53,107 +62,126 @@ bool Hessian2Reader::read_value() {
   }
   ++depth_;
   const int tag = bytes_.peek();
-  const Common outcome = read_common(tag);
-  const bool read = outcome == Common::kOther ? read_dialect_value(tag) : outcome == Common::kRead;
+  const bool read = read_form(tag, forms_[tag]);
   --depth_;
   return read;
 }
 
-Hessian2Reader::Common Hessian2Reader::read_common(int tag) {
-  const auto result = [](bool read) { return read ? Common::kRead : Common::kFailed; };
-  if (const CompactInteger* form = compact_integer(tag)) {
-    const std::int64_t high = std::int64_t{tag - form->zero} * (std::int64_t{1} << 8 * form->bytes);
-    if (!bytes_.has(1 + form->bytes)) {
-      return Common::kFailed;
-    }
-    bytes_.skip(1);
-    write_integer(form->is_long ? name::kLong : name::kInt,
-                  high + static_cast<std::int64_t>(bytes_.take_unsigned(form->bytes)));
-    return Common::kRead;
-  }
-  switch (tag) {
-    case 'N':
+bool Hessian2Reader::read_form(int tag, TagForm form) {
+  switch (form.form) {
+    case Form::kNull:
       bytes_.skip(1);
-      xml_.scalar(name::kNull, "");
-      return Common::kRead;
-    case 'T':
-    case 'F':
+      xml_.append("<null></null>\n");
+      return true;
+    case Form::kTrue:
       bytes_.skip(1);
-      xml_.scalar(name::kBoolean, tag == 'T' ? "1" : "0");
-      return Common::kRead;
-    case 'I':
-      return result(read_integer(name::kInt, sizeof(std::int32_t)));
-    case 'L':
-      return result(read_integer(name::kLong, sizeof(std::int64_t)));
-    case 'D':
-      if (!bytes_.has(1 + sizeof(double))) {
-        return Common::kFailed;
-      }
+      xml_.append("<boolean>1</boolean>\n");
+      return true;
+    case Form::kFalse:
       bytes_.skip(1);
-      write_double(bytes_.take_double());
-      return Common::kRead;
-    default:
+      xml_.append("<boolean>0</boolean>\n");
+      return true;
+    case Form::kCompactInt:
+      return read_compact_integer(name::kInt, form);
+    case Form::kCompactLong:
+      return read_compact_integer(name::kLong, form);
+    case Form::kInt:
+      return read_integer(name::kInt, form.bytes);
+    case Form::kLong:
+      return read_integer(name::kLong, form.bytes);
+    case Form::kDouble:
+      return read_double();
+    case Form::kTextPart:
+    case Form::kText:
+      return read_text(name::kString);
+    case Form::kBinaryPart:
+    case Form::kBinary:
+      return read_binary();
+    case Form::kOther:
       break;
   }
-  if (text_chunk(tag).head != 0) {
-    return result(read_text(name::kString));
+  return read_dialect_value(tag);
+}
+
+std::int64_t Hessian2Reader::take_number(TagForm form) noexcept {
+  bytes_.skip(1);
+  const std::int64_t high = form.high * (std::int64_t{1} << 8 * form.bytes);
+  return high + static_cast<std::int64_t>(bytes_.take_unsigned(form.bytes));
+}
+
+bool Hessian2Reader::read_compact_integer(const ElementName& element, TagForm form) {
+  if (!bytes_.has(1U + form.bytes)) {
+    return false;
   }
-  return binary_chunk(tag).head != 0 ? result(read_binary()) : Common::kOther;
+  xml_.integer(element, take_number(form));
+  return true;
+}
+
+bool Hessian2Reader::read_double() {
+  if (!bytes_.has(1 + sizeof(double))) {
+    return false;
+  }
+  bytes_.skip(1);
+  write_double(bytes_.take_double());
+  return true;
 }
 
 std::size_t Hessian2Reader::length_behind_tag() const noexcept {
   return bytes_.has(3) ? static_cast<std::size_t>(bytes_.peek(1) << 8 | bytes_.peek(2)) : 0;
 }
 
-bool Hessian2Reader::read_text(std::string_view element) {
-  Chunk part = text_chunk(bytes_.peek());
-  if (part.head == 0) {
+bool Hessian2Reader::read_text(const ElementName& element) {
+  const auto is_text = [](TagForm part) {
+    return part.form == Form::kText || part.form == Form::kTextPart;
+  };
+  TagForm part = forms_[bytes_.peek()];
+  if (!is_text(part)) {
     return false;
   }
   xml_.open_inline(element);
   TextTranscoder text(xml_);
-  while (part.head != 0 && bytes_.has(part.head)) {
-    bytes_.skip(part.head);
-    if (!text.copy(bytes_, part.size)) {
+  for (; is_text(part) && bytes_.has(1U + part.bytes); part = forms_[bytes_.peek()]) {
+    if (!text.copy(bytes_, static_cast<std::size_t>(take_number(part)))) {
       return false;
     }
-    if (part.is_last) {
+    if (part.form == Form::kText) {
       text.finish();
       xml_.close_inline(element);
       return true;
     }
-    part = text_chunk(bytes_.peek());
   }
   return false;
 }
 
 bool Hessian2Reader::read_binary() {
-  return read_bytes(name::kBinary, [this](int tag) { return binary_chunk(tag); });
+  return read_bytes(name::kBinary, [this](int tag) -> Chunk {
+    const TagForm part = forms_[tag];
+    if (part.form != Form::kBinary && part.form != Form::kBinaryPart) {
+      return {};
+    }
+    std::size_t size = static_cast<std::size_t>(part.high);
+    for (std::size_t i = 1; i <= part.bytes; ++i) {
+      size = size << 8 | static_cast<std::size_t>(bytes_.peek(i) & 0xFF);
+    }
+    return {1U + part.bytes, size, part.form == Form::kBinary};
+  });
 }
 
 bool Hessian2Reader::read_int(int& value) {
-  const int tag = bytes_.peek();
-  const CompactInteger* form = compact_integer(tag);
-  if (form != nullptr && !form->is_long && bytes_.has(1 + form->bytes)) {
-    bytes_.skip(1);
-    value = (tag - form->zero) * (1 << 8 * form->bytes) +
-            static_cast<int>(bytes_.take_unsigned(form->bytes));
-    return true;
-  }
-  if (tag != 'I' || !bytes_.has(1 + sizeof(std::int32_t))) {
+  const TagForm form = forms_[bytes_.peek()];
+  if ((form.form != Form::kCompactInt && form.form != Form::kInt) || !bytes_.has(1U + form.bytes)) {
     return false;
   }
-  bytes_.skip(1);
-  value = static_cast<int>(bytes_.take_signed(sizeof(std::int32_t)));
+  value = static_cast<int>(take_number(form));
   return true;
 }
 
-bool Hessian2Reader::read_integer(std::string_view element, std::size_t size, std::int64_t offset) {
+bool Hessian2Reader::read_integer(const ElementName& element, std::size_t size) {
   if (!bytes_.has(1 + size)) {
     return false;
   }
   bytes_.skip(1);
-  write_integer(element, bytes_.take_signed(size) + offset);
+  xml_.integer(element, bytes_.take_signed(size));
   return true;
 }
 
@@ -179,7 +207,7 @@ bool Hessian2Reader::read_reference(std::int64_t number) {
   if (number < 0 || number >= containers_) {
     return false;
   }
-  write_integer(name::kRef, number);
+  xml_.integer(name::kRef, number);
   return true;
 }
 
@@ -200,10 +228,21 @@ bool Hessian2Reader::read_class_definition() {
   return true;
 }
 
+bool Hessian2Reader::read_numbered_object() {
+  const std::size_t start = bytes_.position();
+  bytes_.skip(1);
+  int number = 0;
+  if (!read_int(number) || !is_class(number)) {
+    bytes_.seek(start);
+    return false;
+  }
+  return read_fields(number);
+}
+
 bool Hessian2Reader::read_fields(int class_number) {
   add_container();
   xml_.open_container(name::kObject);
-  write_integer(name::kClassRef, class_number);
+  xml_.integer(name::kClassRef, class_number);
   if (!read_values(
           static_cast<std::size_t>(class_fields_[static_cast<std::size_t>(class_number)]))) {
     return false;
@@ -229,12 +268,6 @@ bool Hessian2Reader::read_until(int end, bool pairs) {
   }
   bytes_.skip(1);
   return true;
-}
-
-void Hessian2Reader::write_integer(std::string_view element, std::int64_t value) {
-  char text[24];
-  const auto end = std::to_chars(text, text + sizeof text, value);
-  xml_.scalar(element, {text, static_cast<std::size_t>(end.ptr - text)});
 }
 
 void Hessian2Reader::write_double(double value) {

@@ -6,54 +6,27 @@
 // the message cannot be right; nothing is undone then.
 #pragma once
 
-#include <array>
 #include <cstdint>
 #include <span>
-#include <string_view>
 #include <vector>
 
-#include "libwzcore/wzlb_encode_decode/base64_core.h"
+#include "libwzcore/wzlb_hessian/base64_writer.h"
 #include "libwzcore/wzlb_hessian/byte_reader.h"
 #include "libwzcore/wzlb_hessian/hessian2_names.h"
+#include "libwzcore/wzlb_hessian/tag_forms.h"
 #include "libwzcore/wzlb_hessian/text_transcoder.h"
 #include "libwzcore/wzlb_hessian/xml_sink.h"
 
 namespace wz::hessian {
-
-// Bytes that come in pieces of any size, as one base64 text.
-class Base64Writer {
- public:
-  explicit Base64Writer(XmlSink& sink) noexcept : sink_(sink) {}
-
-  void put(std::string_view data) noexcept {
-    for (const char byte : data) {
-      block_[used_++] = static_cast<unsigned char>(byte);
-      if (used_ == block_.size()) {
-        flush();
-      }
-    }
-  }
-  void flush() noexcept {
-    std::array<unsigned char, base64::encoded_size(kBlock)> text;
-    base64::encode(block_.data(), used_, text.data());
-    sink_.append({reinterpret_cast<const char*>(text.data()), base64::encoded_size(used_)});
-    used_ = 0;
-  }
-
- private:
-  static constexpr std::size_t kBlock = 3072;  // whole groups of three: no padding inside the text
-
-  XmlSink& sink_;
-  std::array<unsigned char, kBlock> block_;
-  std::size_t used_ = 0;
-};
 
 // Values inside each other: deep enough for any data, shallow enough for the stack.
 constexpr int kMaxValueDepth = 500;
 
 class Hessian2Reader {
  public:
-  explicit Hessian2Reader(std::span<const std::uint8_t> bytes) noexcept : bytes_(bytes) {}
+  // `forms` is the dialect's table.
+  Hessian2Reader(std::span<const std::uint8_t> bytes, const TagForms& forms) noexcept
+      : bytes_(bytes), forms_(forms) {}
   Hessian2Reader(const Hessian2Reader&) = delete;
   Hessian2Reader& operator=(const Hessian2Reader&) = delete;
   virtual ~Hessian2Reader() = default;
@@ -66,31 +39,28 @@ class Hessian2Reader {
   [[nodiscard]] std::int64_t containers() const noexcept { return containers_; }
 
  protected:
-  // How a tag continues a chunked text or binary, in this dialect.
+  // Bytes of a value that come in chunks.
   struct Chunk {
     std::size_t head;  // bytes in front of the data; 0 when the tag is none
-    std::size_t size;  // units or bytes of data
+    std::size_t size;
     bool is_last;
   };
-  enum class Common { kRead, kFailed, kOther };
 
   virtual bool read_dialect_value(int tag) = 0;
-  [[nodiscard]] virtual Chunk text_chunk(int tag) const noexcept = 0;
-  [[nodiscard]] virtual Chunk binary_chunk(int tag) const noexcept = 0;
 
-  Common read_common(int tag);
-  bool read_text(std::string_view element);
+  bool read_text(const ElementName& element);
   bool read_binary();
   // Chunks of bytes as one base64 text; `chunk_of` tells what a tag begins.
   template <typename ChunkOf>
-  bool read_bytes(std::string_view element, ChunkOf chunk_of);
+  bool read_bytes(const ElementName& element, ChunkOf chunk_of);
   bool read_int(int& value);
   // `size` bytes behind a tag that has been looked at.
-  bool read_integer(std::string_view element, std::size_t size, std::int64_t offset = 0);
+  bool read_integer(const ElementName& element, std::size_t size);
   bool read_date(std::size_t size, std::int64_t milliseconds_per_unit);
   bool read_reference(std::int64_t number);
   bool read_class_definition();
-  // An object behind its tag and class number.
+  // An object behind its tag: the class number and the fields.
+  bool read_numbered_object();
   bool read_fields(int class_number);
   bool read_values(std::size_t count);
   // Values up to the byte `end`, which is read; an odd number fails where `pairs` is set.
@@ -103,12 +73,8 @@ class Hessian2Reader {
   void add_type() noexcept { ++types_; }
   void add_container() noexcept { ++containers_; }
 
-  void write_integer(std::string_view element, std::int64_t value);
   void write_double(double value);
 
-  static constexpr Chunk chunk(std::size_t head, std::size_t size, bool is_last) noexcept {
-    return {head, size, is_last};
-  }
   // The length in the two bytes behind the tag.
   [[nodiscard]] std::size_t length_behind_tag() const noexcept;
 
@@ -116,6 +82,13 @@ class Hessian2Reader {
   XmlSink& xml_ = sink();
 
  private:
+  bool read_form(int tag, TagForm form);
+  // The number of a tag whose bytes are there, read.
+  std::int64_t take_number(TagForm form) noexcept;
+  bool read_compact_integer(const ElementName& element, TagForm form);
+  bool read_double();
+
+  const TagForms& forms_;
   std::vector<int> class_fields_;  // number of fields of each class
   int types_ = 0;
   std::int64_t containers_ = 0;
@@ -123,7 +96,7 @@ class Hessian2Reader {
 };
 
 template <typename ChunkOf>
-bool Hessian2Reader::read_bytes(std::string_view element, ChunkOf chunk_of) {
+bool Hessian2Reader::read_bytes(const ElementName& element, ChunkOf chunk_of) {
   xml_.open_inline(element);
   Base64Writer base64(xml_);
   for (Chunk part = chunk_of(bytes_.peek()); part.head != 0 && bytes_.has(part.head + part.size);

@@ -1,27 +1,12 @@
 #include "libwzcore/wzlb_hessian/text_transcoder.h"
 
-#include <array>
 #include <optional>
 
+#include "libwzcore/wzlb_hessian/scan_text.h"
 #include "libwzcore/wzlb_hessian/utf8.h"
 
 namespace wz::hessian {
 namespace {
-
-// ASCII that stands for itself in XML text.
-constexpr std::array<bool, 256> kPlain = [] {
-  std::array<bool, 256> plain{};
-  for (std::size_t c = 0x20; c < 0x80; ++c) {
-    plain[c] = true;
-  }
-  for (const char c : {'\t', '\n'}) {
-    plain[static_cast<unsigned char>(c)] = true;
-  }
-  for (const char c : {'"', '\'', '&', '<', '>'}) {
-    plain[static_cast<unsigned char>(c)] = false;
-  }
-  return plain;
-}();
 
 bool is_escaped(std::uint32_t character) noexcept {
   return character == '"' || character == '\'' || character == '&' || character == '<' ||
@@ -33,11 +18,47 @@ bool is_carried_by_xml(std::uint32_t character) noexcept {
                            : character == '\t' || character == '\n' || character == '\r';
 }
 
+struct Run {
+  std::size_t size;
+  std::size_t units;
+};
+
+// The start of `text` that stands for itself in XML, at most `units` long.
+Run plain_run(std::string_view text, std::size_t units) noexcept {
+  std::size_t size = 0;
+  std::size_t left = units;
+  while (left > 0) {
+    const std::size_t length = length_without<EscapedBytes>(text.substr(size), left);
+    size += length;
+    left -= length;
+    while (left > 0) {
+      const std::optional<Character> character = first_character(text.substr(size));
+      if (!character || character->size == 1) {
+        break;
+      }
+      if (!is_carried_by_xml(character->code) || utf16_units(character->code) > left) {
+        return {size, units - left};
+      }
+      size += character->size;
+      left -= utf16_units(character->code);
+    }
+    if (left > 0 && (size == text.size() || EscapedBytes::has(text[size]))) {
+      break;
+    }
+  }
+  return {size, units - left};
+}
+
 }  // namespace
 
 bool TextTranscoder::copy(ByteReader& bytes, std::size_t units) noexcept {
   while (units > 0) {
-    units -= copy_plain(bytes, units);
+    const Run run = plain_run(bytes.next(bytes.left()), units);
+    if (run.size > 0) {
+      flush_half();
+      sink_.append(bytes.take(run.size));
+      units -= run.units;
+    }
     if (units == 0) {
       break;
     }
@@ -48,21 +69,6 @@ bool TextTranscoder::copy(ByteReader& bytes, std::size_t units) noexcept {
     units -= copied;
   }
   return true;
-}
-
-std::size_t TextTranscoder::copy_plain(ByteReader& bytes, std::size_t units) noexcept {
-  const std::size_t most = units < bytes.left() ? units : bytes.left();
-  const std::string_view text = bytes.next(most);
-  std::size_t length = 0;
-  while (length < most && kPlain[static_cast<unsigned char>(text[length])]) {
-    ++length;
-  }
-  if (length > 0) {
-    flush_half();
-    sink_.append(text.substr(0, length));
-    bytes.skip(length);
-  }
-  return length;
 }
 
 std::size_t TextTranscoder::copy_character(ByteReader& bytes, std::size_t most_units) noexcept {

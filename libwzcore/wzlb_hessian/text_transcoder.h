@@ -22,7 +22,6 @@ class TextTranscoder {
   void finish() noexcept { flush_half(); }
 
  private:
-  std::size_t copy_plain(ByteReader& bytes, std::size_t units) noexcept;
   // One character, `units` long; 0 units for a malformed one.
   std::size_t copy_character(ByteReader& bytes, std::size_t most_units) noexcept;
   void put_unit(std::uint32_t unit) noexcept;

@@ -45,6 +45,7 @@ void append_failure(std::span<const unsigned char> input, int position) noexcept
     append_hex_dump(input);
     sink().append(kDebugEnd);
   }
+  sink().terminate();
 }
 
 bool decode(char* in, int* length) noexcept {

@@ -1,0 +1,76 @@
+// How much of a text is free of the characters that need a look: sixteen bytes at a time.
+#pragma once
+
+#include <emmintrin.h>
+
+#include <bit>
+#include <cstddef>
+#include <string_view>
+
+namespace wz::hessian {
+
+// All but printable ASCII, tabs and line feeds.
+struct UnusualBytes {
+  static __m128i among(__m128i bytes) noexcept {
+    // Compared with their signs, bytes from 0x80 on are less than a blank too.
+    const __m128i low = _mm_cmplt_epi8(bytes, _mm_set1_epi8(' '));
+    const __m128i blank = _mm_or_si128(_mm_cmpeq_epi8(bytes, _mm_set1_epi8('\t')),
+                                       _mm_cmpeq_epi8(bytes, _mm_set1_epi8('\n')));
+    return _mm_andnot_si128(blank, low);
+  }
+  static constexpr bool has(char byte) noexcept {
+    return static_cast<signed char>(byte) < ' ' && byte != '\t' && byte != '\n';
+  }
+};
+
+// Those and what XML text has in escaped form: quotes, '&', '<' and '>'.
+struct EscapedBytes {
+  static __m128i among(__m128i bytes) noexcept {
+    const auto is = [bytes](char one, char differing_bit) {
+      return _mm_cmpeq_epi8(_mm_or_si128(bytes, _mm_set1_epi8(differing_bit)), _mm_set1_epi8(one));
+    };
+    const __m128i marks = _mm_or_si128(is('\'', '\'' ^ '&'), is('>', '>' ^ '<'));
+    return _mm_or_si128(UnusualBytes::among(bytes), _mm_or_si128(marks, is('"', 0)));
+  }
+  static constexpr bool has(char byte) noexcept {
+    return UnusualBytes::has(byte) || byte == '"' || byte == '\'' || byte == '&' || byte == '<' ||
+           byte == '>';
+  }
+};
+
+// Those and what ends or interrupts the text of an XML document.
+struct MarkupBytes {
+  static __m128i among(__m128i bytes) noexcept {
+    const auto is = [bytes](char one) { return _mm_cmpeq_epi8(bytes, _mm_set1_epi8(one)); };
+    return _mm_or_si128(UnusualBytes::among(bytes),
+                        _mm_or_si128(_mm_or_si128(is('<'), is('&')), is(']')));
+  }
+  static constexpr bool has(char byte) noexcept {
+    return UnusualBytes::has(byte) || byte == '<' || byte == '&' || byte == ']';
+  }
+};
+
+// The bytes in front of the first one of `Bytes`, at most `most`.
+template <typename Bytes>
+std::size_t length_without(std::string_view text, std::size_t most) noexcept {
+  constexpr std::size_t kStep = sizeof(__m128i);
+  std::size_t length = 0;
+  for (; length < most && text.size() - length >= kStep; length += kStep) {
+    const __m128i bytes = _mm_loadu_si128(reinterpret_cast<const __m128i*>(text.data() + length));
+    const auto found = static_cast<unsigned>(_mm_movemask_epi8(Bytes::among(bytes)));
+    if (found != 0) {
+      length += static_cast<std::size_t>(std::countr_zero(found));
+      return length < most ? length : most;
+    }
+  }
+  if (length >= most) {
+    return most;
+  }
+  const std::size_t end = most < text.size() ? most : text.size();
+  while (length < end && !Bytes::has(text[length])) {
+    ++length;
+  }
+  return length;
+}
+
+}  // namespace wz::hessian
