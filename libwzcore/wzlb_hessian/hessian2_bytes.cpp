@@ -6,6 +6,7 @@
 #include <limits>
 #include <utility>
 
+#include "libwzcore/wzlb_hessian/scan_text.h"
 #include "libwzcore/wzlb_hessian/utf8.h"
 
 namespace wz::hessian {
@@ -29,12 +30,21 @@ Character character_at(std::string_view text) noexcept {
   return first_character(text).value_or(Character{kReplacementCharacter, 1});
 }
 
+std::size_t ascii_length(std::string_view text) noexcept {
+  return length_without<ForeignBytes>(text, text.size());
+}
+
 std::size_t count_units(std::string_view text) noexcept {
   std::size_t units = 0;
   while (!text.empty()) {
-    const Character character = character_at(text);
-    units += utf16_units(character.code);
-    text.remove_prefix(character.size);
+    const std::size_t length = ascii_length(text);
+    units += length;
+    text.remove_prefix(length);
+    while (!text.empty() && ForeignBytes::has(text.front())) {
+      const Character character = character_at(text);
+      units += utf16_units(character.code);
+      text.remove_prefix(character.size);
+    }
   }
   return units;
 }
@@ -170,19 +180,26 @@ void Hessian2Writer::short_text(int tag, std::string_view text) noexcept {
 // Each unit by itself: readers of this protocol do not take sequences of four bytes.
 void Hessian2Writer::units(std::string_view text) noexcept {
   while (!text.empty()) {
-    const Character character = character_at(text);
-    char* const target = reinterpret_cast<char*>(at_);
-    std::size_t size = 0;
-    if (character.code < kFirstAstral) {
-      size = write_utf8(character.code, target);
-    } else {
-      const std::uint32_t offset = character.code - kFirstAstral;
-      size = write_utf8(0xD800 + (offset >> 10), target);
-      size += write_utf8(0xDC00 + (offset & 0x3FF), target + size);
+    const std::size_t length = ascii_length(text);
+    bytes(text.substr(0, length));
+    text.remove_prefix(length);
+    while (!text.empty() && ForeignBytes::has(text.front())) {
+      const Character character = character_at(text);
+      unit(character.code);
+      text.remove_prefix(character.size);
     }
-    at_ += size;
-    text.remove_prefix(character.size);
   }
+}
+
+void Hessian2Writer::unit(std::uint32_t code) noexcept {
+  char* const target = reinterpret_cast<char*>(at_);
+  if (code < kFirstAstral) {
+    at_ += write_utf8(code, target);
+    return;
+  }
+  const std::uint32_t offset = code - kFirstAstral;
+  const std::size_t size = write_utf8(0xD800 + (offset >> 10), target);
+  at_ += size + write_utf8(0xDC00 + (offset & 0x3FF), target + size);
 }
 
 void Hessian2Writer::bytes(std::string_view data) noexcept {

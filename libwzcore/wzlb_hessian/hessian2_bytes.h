@@ -43,6 +43,8 @@ class Hessian2Writer {
                std::int64_t high) noexcept;
   void text_chunks(std::string_view text, int more_tag, int last_tag) noexcept;
   void units(std::string_view text) noexcept;
+  // A character, as one or two units.
+  void unit(std::uint32_t code) noexcept;
   void bytes(std::string_view data) noexcept;
 
   unsigned char* at_;

@@ -5,9 +5,17 @@
 
 #include <bit>
 #include <cstddef>
+#include <cstdint>
+#include <cstring>
 #include <string_view>
 
 namespace wz::hessian {
+
+// All but ASCII.
+struct ForeignBytes {
+  static __m128i among(__m128i bytes) noexcept { return bytes; }  // the highest bit counts
+  static constexpr bool has(char byte) noexcept { return static_cast<signed char>(byte) < 0; }
+};
 
 // All but printable ASCII, tabs and line feeds.
 struct UnusualBytes {
@@ -49,6 +57,38 @@ struct MarkupBytes {
     return UnusualBytes::has(byte) || byte == '<' || byte == '&' || byte == ']';
   }
 };
+
+// Whether two texts are equal, for short ones: the call of memcmp would cost as much as its work.
+inline bool is_same(std::string_view one, std::string_view other) noexcept {
+  const std::size_t size = one.size();
+  if (size != other.size()) {
+    return false;
+  }
+  const auto has_same = [&]<typename Piece>(std::size_t at, Piece) {
+    Piece first;
+    Piece second;
+    std::memcpy(&first, one.data() + at, sizeof(Piece));
+    std::memcpy(&second, other.data() + at, sizeof(Piece));
+    return first == second;
+  };
+  if (size >= sizeof(std::uint64_t)) {
+    for (std::size_t at = 0; at + sizeof(std::uint64_t) < size; at += sizeof(std::uint64_t)) {
+      if (!has_same(at, std::uint64_t{})) {
+        return false;
+      }
+    }
+    return has_same(size - sizeof(std::uint64_t), std::uint64_t{});
+  }
+  if (size >= sizeof(std::uint32_t)) {
+    return has_same(0, std::uint32_t{}) && has_same(size - sizeof(std::uint32_t), std::uint32_t{});
+  }
+  for (std::size_t at = 0; at < size; ++at) {
+    if (one[at] != other[at]) {
+      return false;
+    }
+  }
+  return true;
+}
 
 // The bytes in front of the first one of `Bytes`, at most `most`.
 template <typename Bytes>

@@ -13,11 +13,6 @@ bool is_escaped(std::uint32_t character) noexcept {
          character == '>' || character == '\r';
 }
 
-bool is_carried_by_xml(std::uint32_t character) noexcept {
-  return character >= 0x20 ? !is_surrogate(character) && character != 0xFFFE && character != 0xFFFF
-                           : character == '\t' || character == '\n' || character == '\r';
-}
-
 struct Run {
   std::size_t size;
   std::size_t units;

@@ -10,6 +10,7 @@ namespace wz::hessian {
 
 constexpr std::uint32_t kReplacementCharacter = 0xFFFD;
 constexpr std::uint32_t kFirstAstral = 0x10000;
+constexpr std::uint32_t kLastCharacter = 0x10FFFF;
 constexpr std::size_t kMaxUtf8Size = 4;
 
 constexpr bool is_high_surrogate(std::uint32_t c) noexcept {
@@ -20,6 +21,10 @@ constexpr bool is_low_surrogate(std::uint32_t c) noexcept {
 }
 constexpr bool is_surrogate(std::uint32_t c) noexcept {
   return c >= 0xD800 && c < 0xE000;
+}
+constexpr bool is_carried_by_xml(std::uint32_t c) noexcept {
+  return c >= 0x20 ? c <= kLastCharacter && !is_surrogate(c) && c != 0xFFFE && c != 0xFFFF
+                   : c == '\t' || c == '\n' || c == '\r';
 }
 constexpr std::uint32_t joined_surrogates(std::uint32_t high, std::uint32_t low) noexcept {
   return kFirstAstral + ((high & 0x3FF) << 10) + (low & 0x3FF);
@@ -55,7 +60,7 @@ constexpr std::optional<Character> first_character(std::string_view text) noexce
     }
     code = code << 6 | (byte & 0x3F);
   }
-  if (code < kSmallest[size] || code > 0x10FFFF) {
+  if (code < kSmallest[size] || code > kLastCharacter) {
     return std::nullopt;
   }
   return Character{code, size};

@@ -1,11 +1,12 @@
-// XML documents into trees, and trees into the version that is set.
+// XML into documents, and documents into the version that is set.
 #include <libxml/parser.h>
 #include <libxml/parserInternals.h>
 #include <wz/wzlb_hessian.h>
 
 #include <memory>
+#include <string_view>
 
-#include "libwzcore/wzlb_hessian/xml_node.h"
+#include "libwzcore/wzlb_hessian/document_encoders.h"
 
 namespace wz::hessian {
 namespace {
@@ -22,7 +23,7 @@ struct FreeContext {
 struct FreeDocument {
   void operator()(xmlDoc* document) const noexcept { xmlFreeDoc(document); }
 };
-using Document = std::unique_ptr<xmlDoc, FreeDocument>;
+using XmlDocument = std::unique_ptr<xmlDoc, FreeDocument>;
 
 // Documents of this form have no use for declarations, and entities could make a small text huge.
 void refuse_declarations(void* context, const xmlChar*, const xmlChar*, const xmlChar*) noexcept {
@@ -32,16 +33,16 @@ void refuse_declarations(void* context, const xmlChar*, const xmlChar*, const xm
 }
 
 // Only this parser's own context is released afterwards: the process may use libxml2 elsewhere.
-Document parse(int src_type, void* source, int size) noexcept {
+XmlDocument parse(int src_type, void* source, int size) noexcept {
   const std::unique_ptr<xmlParserCtxt, FreeContext> context(xmlNewParserCtxt());
   if (context == nullptr) {
     return nullptr;
   }
   context->sax->internalSubset = refuse_declarations;
   const auto* text = static_cast<const char*>(source);
-  return Document(src_type != 0 ? xmlCtxtReadMemory(context.get(), text, size, "noname.xml",
-                                                    nullptr, kParserOptions)
-                                : xmlCtxtReadFile(context.get(), text, nullptr, kParserOptions));
+  return XmlDocument(src_type != 0 ? xmlCtxtReadMemory(context.get(), text, size, "noname.xml",
+                                                       nullptr, kParserOptions)
+                                   : xmlCtxtReadFile(context.get(), text, nullptr, kParserOptions));
 }
 
 bool is_too_deep(const xmlNode* root) noexcept {
@@ -64,15 +65,19 @@ bool is_too_deep(const xmlNode* root) noexcept {
   return false;
 }
 
-// Bytes written, -1 for a failure.
-int encode(xmlNode* root, char* out) noexcept {
-  int offset = 0;
-  if (hessian_version == 1) {
-    GetElements(root, out, 0, &offset);
-  } else if (hessian_version == 2) {
-    GetElements2(root, out, 0, &offset);
+// The plain form is read here, whatever else there is by libxml2, which also decides what is wrong.
+bool read(int src_type, void* source, int size, Document& document) {
+  if (src_type != 0 && size > 0 &&
+      document.read({static_cast<const char*>(source), static_cast<std::size_t>(size)})) {
+    return true;
   }
-  return offset;
+  const XmlDocument xml = parse(src_type, source, size);
+  const xmlNode* root = xml != nullptr ? xmlDocGetRootElement(xml.get()) : nullptr;
+  if (root == nullptr || xmlStrEqual(root->name, BAD_CAST "hessian") == 0 || is_too_deep(root)) {
+    return false;
+  }
+  document.copy(root);
+  return true;
 }
 
 }  // namespace
@@ -83,15 +88,19 @@ char* hessian_encode(int src_type, void* src_ptr, int src_param, char* out, int*
   if (src_ptr == nullptr || out == nullptr || len == nullptr) {
     return nullptr;
   }
-  const Document document = parse(src_type, src_ptr, src_param);
-  xmlNode* root = document != nullptr ? xmlDocGetRootElement(document.get()) : nullptr;
-  if (root == nullptr || name_of(root) != "hessian" || is_too_deep(root)) {
+  Document document(hessian_version);
+  if (!read(src_type, src_ptr, src_param, document)) {
     return nullptr;
   }
-  const int offset = encode(root, out);
-  if (offset == -1) {
+  const char* end = out;
+  if (hessian_version == 1) {
+    end = encode_version_1(document, out);
+  } else if (hessian_version == 2) {
+    end = encode_version_2(document, out, 0);
+  }
+  if (end == nullptr) {
     return nullptr;
   }
-  *len = offset;
+  *len = static_cast<int>(end - out);
   return out;
 }

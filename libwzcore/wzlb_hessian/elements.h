@@ -1,13 +1,15 @@
-// The elements of Hessian 2 documents as an encoder sees them.
+// The elements of documents as the encoders see them.
 #pragma once
 
+#include <cstdint>
 #include <string_view>
 
 namespace wz::hessian {
 
-enum class Element {
+enum class Element : std::uint8_t {
   kUnknown,  // writes nothing itself; its children are taken as if they stood in its place
-  // Values.
+  kBreak,    // no element: text or a comment between elements, where version 1 looks at these
+  // Values without parts.
   kNull,
   kBoolean,
   kInt,
@@ -18,6 +20,7 @@ enum class Element {
   kXml,
   kBinary,
   kRef,
+  // Values with parts.
   kMap,
   kVarList,
   kFixedList,
@@ -27,14 +30,14 @@ enum class Element {
   kTypeName,
   kTypeNumber,
   kLength,
-  kClassDefinition,
   kClassName,
   kClassNumber,
   kMethod,
-  kHeader,
   kPacket,
   kVersion,
   kCount,  // written by counting, so its text is not read
+  kClassDefinition,
+  kHeader,
   // Messages.
   kHessianVersion,
   kCall,
@@ -49,6 +52,13 @@ constexpr bool is_value(Element element) noexcept {
   return element >= Element::kNull && element <= Element::kRemote;
 }
 
-Element element_of(std::string_view name) noexcept;
+// Whether nothing but text stands in such an element.
+constexpr bool is_leaf(Element element) noexcept {
+  return (element >= Element::kNull && element <= Element::kRef) ||
+         (element >= Element::kTypeName && element <= Element::kCount);
+}
+
+// That of a name in documents of `version`.
+Element element_of(std::string_view name, int version) noexcept;
 
 }  // namespace wz::hessian
