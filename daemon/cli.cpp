@@ -124,7 +124,9 @@ std::optional<CommandLine> parse_command_line(int argc, char** argv, int& exit_s
                     "File that names the running vsd (default: vsd.pid in the work directory)");
   };
   CLI::App* run = add_command("run", "Serve requests until SIGTERM", kRunNotes, Command::run);
-  run->add_option("--listen", line.listen, "[IP:]port to listen on, over LISTEN of vsd.conf")
+  run->add_option("--listen", line.listen,
+                  "[IP:]port to listen on, over LISTEN of vsd.conf; may be repeated")
+      ->allow_extra_args(false)
       ->check([](const std::string& text) {
         ListenAddress address;
         return parse_listen_address(text, address);

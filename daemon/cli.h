@@ -4,6 +4,7 @@
 #include <filesystem>
 #include <optional>
 #include <string>
+#include <vector>
 
 namespace vsd {
 
@@ -26,7 +27,7 @@ struct HessianOptions {
 struct CommandLine {
   Command command = Command::run;
   std::filesystem::path root;
-  std::optional<std::string> listen;    // --listen, over LISTEN of vsd.conf
+  std::vector<std::string> listen;      // --listen, over LISTEN of vsd.conf
   std::optional<int> workers;           // --workers, over WORKERS
   std::optional<std::string> pid_file;  // --pid-file, over PID_FILE
   bool watch = false;                   // --watch

@@ -58,6 +58,15 @@ std::string set_text(std::string_view value, std::string& target) {
   return {};
 }
 
+std::string add_listen_address(std::string_view value, Config& config) {
+  ListenAddress address;
+  std::string problem = parse_listen_address(value, address);
+  if (problem.empty()) {
+    config.listen.push_back(std::move(address));
+  }
+  return problem;
+}
+
 std::string set_switch(std::string_view value, bool& target) {
   target = value == "ON";
   return target || value == "OFF" ? "" : "must be ON or OFF";
@@ -80,8 +89,12 @@ struct Keyword {
   std::string (*set)(std::string_view value, Config& config);
 };
 
+constexpr std::string_view kListen = "LISTEN";
+constexpr long kMostKeepAlive = 32767;  // the system's own bound, for seconds
+constexpr long kMostKeepAliveProbes = 127;
+
 constexpr Keyword kKeywords[] = {
-    {"LISTEN", [](std::string_view v, Config& c) { return parse_listen_address(v, c.listen); }},
+    {kListen, add_listen_address},
     {"WORKERS", [](std::string_view v, Config& c) { return set_number(v, 1L, 256L, c.workers); }},
     {"MAX_HEADER_SIZE",
      [](std::string_view v, Config& c) {
@@ -102,6 +115,18 @@ constexpr Keyword kKeywords[] = {
     {"REQUEST_TIMEOUT",
      [](std::string_view v, Config& c) {
        return set_number(v, 1L, kMaxSeconds, c.limits.request_timeout);
+     }},
+    {"TCP_KEEPIDLE",
+     [](std::string_view v, Config& c) {
+       return set_number(v, 0L, kMostKeepAlive, c.keep_alive.idle);
+     }},
+    {"TCP_KEEPINTVL",
+     [](std::string_view v, Config& c) {
+       return set_number(v, 1L, kMostKeepAlive, c.keep_alive.interval);
+     }},
+    {"TCP_KEEPCNT",
+     [](std::string_view v, Config& c) {
+       return set_number(v, 1L, kMostKeepAliveProbes, c.keep_alive.count);
      }},
     {"CC", [](std::string_view v, Config& c) { return set_text(v, c.compiler); }},
     {"SCRIPT_CFLAGS", [](std::string_view v, Config& c) { return set_text(v, c.script_flags); }},
@@ -216,6 +241,15 @@ std::string apply_library_line(std::string line) {
   return set_wzlb_debug(line.data()) == 0 ? "" : "must be a number";
 }
 
+constexpr std::size_t kLongestHost = sizeof WzlbListenSettings::host - 1;
+
+// "0" or "host:0": the system is to choose the port.
+bool is_free_port(std::string_view value) {
+  const auto colon = value.find(':');
+  return value == "0" || (colon != std::string_view::npos && value.substr(colon + 1) == "0" &&
+                          !to_number<long>(value.substr(0, colon)));
+}
+
 }  // namespace
 
 int cores() noexcept {
@@ -226,32 +260,36 @@ int cores() noexcept {
 
 std::string parse_listen_address(std::string_view value, ListenAddress& listen) {
   std::string host;
-  if (value.starts_with('[')) {
+  const bool is_bracketed = value.starts_with('[');
+  if (is_bracketed) {
     const auto end = value.find("]:");
     if (end == std::string_view::npos) {
       return "must be [IPv6 address]:port";
     }
     host = value.substr(1, end - 1);
     value.remove_prefix(end + 2);
-  } else if (const auto colon = value.find(':');
-             colon != std::string_view::npos && !to_number<long>(value.substr(0, colon))) {
-    host = value.substr(0, colon);
-    value.remove_prefix(colon + 1);
   }
-  const auto colon = value.find(':');
-  if (colon != std::string_view::npos) {
-    std::uint16_t external = 0;
-    if (std::string problem = set_number(value.substr(colon + 1), 1L, 65535L, external);
-        !problem.empty()) {
-      return "external port " + problem;
+  if (!is_bracketed && value.find(':') > kLongestHost && value.size() > kLongestHost) {
+    return "must have a host of at most " + std::to_string(kLongestHost) + " characters";
+  }
+  if (is_free_port(value)) {
+    const auto colon = value.find(':');
+    if (colon != std::string_view::npos && is_bracketed) {
+      return "must be [IPv6 address]:port";
     }
-    value = value.substr(0, colon);
+    listen = {colon == std::string_view::npos ? host : std::string(value.substr(0, colon)), 0};
+    return {};
   }
-  std::uint16_t port = 0;
-  if (std::string problem = set_number(trim(value), 0L, 65535L, port); !problem.empty()) {
-    return "port " + problem;
+  WzlbListenSettings settings{};
+  std::array<char, 512> message{};
+  std::string text(value);
+  if (wzlb_parse_listen_settings(text.data(), &settings, message.data(), message.size()) != 0) {
+    return message.data();
   }
-  listen = {std::move(host), port};
+  if (is_bracketed && settings.host[0] != '\0') {
+    return "must be [IPv6 address]:port";
+  }
+  listen = {is_bracketed ? std::move(host) : settings.host, settings.listen_port};
   return {};
 }
 
@@ -279,6 +317,9 @@ std::vector<Problem> read_environment(Config& config) {
     const char* const value = std::getenv(name.c_str());
     if (value == nullptr || *value == '\0') {
       return;
+    }
+    if (keyword == kListen) {
+      config.listen.clear();  // those of the file
     }
     std::string problem = read_line(std::string(keyword) + " " + value, 0, config);
     if (!problem.empty()) {

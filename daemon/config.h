@@ -34,6 +34,15 @@ struct ListenAddress {
   friend bool operator==(const ListenAddress&, const ListenAddress&) = default;
 };
 
+inline const ListenAddress kDefaultListen{"127.0.0.1", 8080};
+
+// Probes that find out whether a silent client is still there.
+struct KeepAlive {
+  int idle = 0;       // TCP_KEEPIDLE: seconds of silence before the first probe; 0: no probes
+  int interval = 75;  // TCP_KEEPINTVL: seconds between probes
+  int count = 9;      // TCP_KEEPCNT: unanswered probes that end a connection
+};
+
 // A keyword line that the library's own parsers take, kept whole with its place for messages.
 struct LibraryLine {
   std::string text;
@@ -41,10 +50,11 @@ struct LibraryLine {
 };
 
 struct Config {
-  std::filesystem::path root;               // VSD_ROOT: the work directory
-  ListenAddress listen{"127.0.0.1", 8080};  // LISTEN [IP:]port[:external port]
-  int workers = cores();                    // WORKERS
+  std::filesystem::path root;         // VSD_ROOT: the work directory
+  std::vector<ListenAddress> listen;  // LISTEN [IP:]port[:external port], one a line
+  int workers = cores();              // WORKERS
   HttpLimits limits;
+  KeepAlive keep_alive;
   std::string compiler = "cc";              // CC
   std::string script_flags;                 // SCRIPT_CFLAGS, split at blanks
   std::chrono::seconds script_timeout{10};  // SCRIPT_TIMEOUT: then the worker is replaced; 0: never
@@ -67,8 +77,9 @@ struct Config {
   std::vector<LibraryLine> library_lines;  // LIB_DEBUG, LIB_MODULEMASK, LIB_DO_EXIT, ...
 };
 
-// Reads "8080", "127.0.0.1:8080", "[::1]:8080" or the three-field form with an external port, which
-// is checked and otherwise unused. Returns an empty text, or what is wrong with `value`.
+// Reads "8080", "127.0.0.1:8080" or the three-field form with an external port, which is checked
+// and otherwise unused, as the library does; and port 0 and "[::1]:8080", which it does not know.
+// Returns an empty text, or what is wrong with `value`.
 [[nodiscard]] std::string parse_listen_address(std::string_view value, ListenAddress& listen);
 
 // Reads the keyword lines of `file` into `config`; every bad line is one problem. A missing file is

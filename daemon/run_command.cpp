@@ -29,14 +29,14 @@ namespace {
 // Descriptors that a worker needs beside its connections.
 constexpr std::size_t kOtherDescriptors = 64;
 
-std::vector<WorkerPort> open_ports(Config& config) {
-  std::vector<WorkerPort> ports;
-  for (int i = 0; i < config.workers; ++i) {
-    WorkerPort& port = ports.emplace_back();
-    port.listener = i == 0 ? open_listener(config.listen) : join_listener(config.listen);
-    config.listen.port = port.listener.port;  // the others join the port that the first one got
+std::vector<PortPtr> open_ports(Ports& ports, Config& config) {
+  std::vector<PortPtr> opened;
+  for (ListenAddress& address : config.listen) {
+    const std::string key = "http " + std::to_string(opened.size());
+    opened.push_back(ports.open(key, address, Transport::tcp));
+    address = opened.back()->address;
   }
-  return ports;
+  return opened;
 }
 
 // Without PID_FILE a file that cannot be had is no reason not to serve.
@@ -64,7 +64,7 @@ void check_descriptor_limit(const Config& config) {
 
 class RunEvents final : public SupervisorEvents {
  public:
-  RunEvents(const ServiceSource& source, std::vector<WorkerPort>& ports, const PidFile* pid_file,
+  RunEvents(const ServiceSource& source, Ports& ports, const PidFile* pid_file,
             std::optional<FileWatch> watch, const Telemetry* telemetry, AdminProcess* admin)
       : source_(source),
         ports_(ports),
@@ -76,9 +76,9 @@ class RunEvents final : public SupervisorEvents {
   }
 
   void ready() override {
-    std::printf("vsd: ready on %s with %s, %zu %s%s\n",
-                to_string(source_.latest().config().listen).c_str(), services().c_str(),
-                ports_.size(), ports_.size() == 1 ? "worker" : "workers",
+    std::printf("vsd: ready on %s with %s, %d %s%s\n",
+                list_of(source_.latest().config().listen).c_str(), services().c_str(),
+                ports_.workers(), ports_.workers() == 1 ? "worker" : "workers",
                 admin_ != nullptr ? (", admin on " + admin_->address()).c_str() : "");
     std::fflush(stdout);
     tell_ready();
@@ -118,7 +118,7 @@ class RunEvents final : public SupervisorEvents {
   void stopping() override {
     notify_service_manager("STOPPING=1");
     is_stopping_ = true;
-    ports_.clear();  // from here on only the workers hold the listeners, and close them
+    ports_.close_all();  // from here on only the workers hold the listeners, and close them
   }
 
   [[nodiscard]] int watch_descriptor() const noexcept override {
@@ -139,14 +139,14 @@ class RunEvents final : public SupervisorEvents {
       return;
     }
     admin_->start([this] {
-      ports_.clear();  // its own descriptors of them; connections are the workers'
+      ports_.close_all();  // its own descriptors of them; connections are the workers'
       const ServiceGeneration& generation = source_.latest();
       return AdminView(*telemetry_, generation.prepared(), generation.rows(), generation.states());
     });
   }
 
   const ServiceSource& source_;
-  std::vector<WorkerPort>& ports_;
+  Ports& ports_;
   const PidFile* pid_file_;
   std::optional<FileWatch> watch_;
   const Telemetry* telemetry_;
@@ -165,7 +165,8 @@ int run_command(const CommandLine& line) {
     return kExitFailed;
   }
   check_descriptor_limit(config);
-  std::vector<WorkerPort> ports = open_ports(config);
+  Ports ports(config.workers);
+  std::vector<PortPtr> http_ports = open_ports(ports, config);
   std::optional<AdminProcess> admin;
   if (config.admin) {
     admin.emplace(*config.admin);
@@ -192,8 +193,8 @@ int run_command(const CommandLine& line) {
     recorded.emplace(status, prepared.services.size(), config.journal_bytes);
   }
   Telemetry* const telemetry = recorded ? &*recorded : nullptr;
-  auto first =
-      std::make_shared<const ServiceGeneration>(config, std::move(prepared), ports, telemetry);
+  auto first = std::make_shared<const ServiceGeneration>(config, std::move(prepared), ports,
+                                                         std::move(http_ports), telemetry);
   ServiceSource source(line, first, ports, telemetry);
   RunEvents events(source, ports, pid_file.get(), std::move(watch), telemetry,
                    admin ? &*admin : nullptr);

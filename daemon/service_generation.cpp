@@ -1,7 +1,11 @@
 #include "daemon/service_generation.h"
 
+#include <sys/socket.h>
 #include <wz/wzlb_faker.h>
+#include <wz/wzlb_sock.h>
 
+#include <array>
+#include <cstdio>
 #include <cstdlib>
 #include <optional>
 #include <random>
@@ -28,16 +32,39 @@ void set_host_load(const Config& config, int worker) {
   }
 }
 
+// Accepted connections have the settings of their listener.
+void set_keep_alive(int listener, const KeepAlive& settings) {
+  if (settings.idle == 0) {
+    const int off = 0;
+    setsockopt(listener, SOL_SOCKET, SO_KEEPALIVE, &off, sizeof off);
+    return;
+  }
+  std::array<char, WZLB_SOCK_ERROR_SIZE> message{};
+  if (wzlb_set_keepalive_params(listener, settings.idle, settings.interval, settings.count,
+                                message.data()) != 0) {
+    std::fprintf(stderr, "vsd: warning: %s\n", message.data());
+  }
+}
+
+std::vector<http::Endpoint> endpoints_of(std::vector<WorkerPort>& ports) {
+  std::vector<http::Endpoint> endpoints;
+  for (WorkerPort& port : ports) {
+    endpoints.push_back({port.listener.socket.release(), &port.handover});
+  }
+  return endpoints;
+}
+
 }  // namespace
 
-ServiceGeneration::ServiceGeneration(Config config, PreparedServices prepared,
-                                     std::vector<WorkerPort>& ports, Telemetry* telemetry)
+ServiceGeneration::ServiceGeneration(Config config, PreparedServices prepared, Ports& ports,
+                                     std::vector<PortPtr> http_ports, Telemetry* telemetry)
     : config_(std::move(config)),
       rules_{config_.script_timeout, config_.crash_limit, config_.crash_window},
       prepared_(std::move(prepared)),
       image_(ServiceImage::build(prepared_.services)),
       states_(image_.size()),
       ports_(ports),
+      http_ports_(std::move(http_ports)),
       telemetry_(telemetry) {
   if (telemetry != nullptr) {
     rows_ = telemetry->rows.rows_of(prepared_.services);
@@ -48,9 +75,21 @@ std::string ServiceGeneration::service_name(std::uint32_t service) const {
   return std::string(image_.service(service).name());
 }
 
+// What the worker of this number serves. The others' sockets are closed here: they would keep
+// connections from being served.
+std::vector<WorkerPort> ServiceGeneration::take_ports(std::uint32_t number) const {
+  std::vector<WorkerPort> own;
+  for (const PortPtr& port : http_ports_) {
+    WorkerPort& taken = own.emplace_back(std::move(port->workers[number]));
+    set_keep_alive(taken.listener.socket.get(), config_.keep_alive);
+  }
+  ports_.close_all();
+  return own;
+}
+
 int ServiceGeneration::serve(WorkerSeat seat) const {
   const std::uint32_t number = seat.slot.number;
-  set_host_process(static_cast<int>(number), static_cast<int>(ports_.size()));
+  set_host_process(static_cast<int>(number), ports_.workers());
   set_host_load(config_, static_cast<int>(number));
   std::vector<Problem> problems;
   ScriptGuard guard(seat.slot);
@@ -64,14 +103,12 @@ int ServiceGeneration::serve(WorkerSeat seat) const {
   }
   http::RequestHandler* const handler =
       access_log ? static_cast<http::RequestHandler*>(&*access_log) : &runner;
-  const http::HandoverChannel handover = std::move(ports_[number].handover);
-  http::Server server(config_.limits, *handler, ports_[number].listener.socket.release(),
-                      &handover);
+  std::vector<WorkerPort> own = take_ports(number);
+  http::Server server(config_.limits, *handler, endpoints_of(own));
   std::optional<TrafficRecorder> recorder;
   if (telemetry_ != nullptr) {
     server.observe(recorder.emplace(*telemetry_, seat.slot, rows_));
   }
-  ports_.clear();  // the other workers' sockets; they would keep connections from being served
   set_socket_release([&server](int socket) { server.abandon(socket); });
   server.on_signal(kRetireSignal, [&server] { server.retire(); });
   server.on_signal(kReopenSignal, [&access_log] {

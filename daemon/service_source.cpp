@@ -4,6 +4,7 @@
 #include <sys/prctl.h>
 #include <unistd.h>
 
+#include <algorithm>
 #include <array>
 #include <cerrno>
 #include <csignal>
@@ -54,6 +55,15 @@ ScriptBuildSettings build_settings(const Config& config) {
   std::_Exit(EXIT_SUCCESS);
 }
 
+// Whether the wanted addresses are those that are bound; any port will do for port 0.
+bool same_listen(const std::vector<ListenAddress>& wanted,
+                 const std::vector<ListenAddress>& bound) {
+  return std::equal(wanted.begin(), wanted.end(), bound.begin(), bound.end(),
+                    [](const ListenAddress& a, const ListenAddress& b) {
+                      return a.host == b.host && (a.port == 0 || a.port == b.port);
+                    });
+}
+
 std::string lines_of(const std::vector<Problem>& problems) {
   std::string text;
   for (const Problem& problem : problems) {
@@ -72,8 +82,8 @@ PreparedServices prepare_and_report(const Config& config) {
 }
 
 ServiceSource::ServiceSource(const CommandLine& line,
-                             std::shared_ptr<const ServiceGeneration> first,
-                             std::vector<WorkerPort>& ports, Telemetry* telemetry)
+                             std::shared_ptr<const ServiceGeneration> first, Ports& ports,
+                             Telemetry* telemetry)
     : line_(line), ports_(ports), telemetry_(telemetry), latest_(std::move(first)) {}
 
 ServiceSource::~ServiceSource() {
@@ -91,7 +101,7 @@ void ServiceSource::read_config_anew(std::string& problem) {
     config_ = former;
     return;
   }
-  const bool needs_restart = (config_.listen.port != 0 && config_.listen != former.listen) ||
+  const bool needs_restart = !same_listen(config_.listen, former.listen) ||
                              config_.workers != former.workers || config_.user != former.user ||
                              config_.pid_file != former.pid_file || config_.admin != former.admin ||
                              config_.journal_bytes != former.journal_bytes;
@@ -170,8 +180,8 @@ GenerationPtr ServiceSource::finish(std::string& problem) {
     print_problems(prepared.errors, "error");
     problem += lines_of(prepared.errors);
     keep_former_versions(latest_->prepared(), prepared);
-    latest_ =
-        std::make_shared<const ServiceGeneration>(config_, std::move(prepared), ports_, telemetry_);
+    latest_ = std::make_shared<const ServiceGeneration>(config_, std::move(prepared), ports_,
+                                                        latest_->http_ports(), telemetry_);
     return latest_;
   } catch (const std::exception& error) {
     problem += std::string(error.what()) + "\n";

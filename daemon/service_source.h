@@ -23,7 +23,7 @@ class ServiceSource final : public GenerationSource {
   // `first` is the generation that is served now. `line`, `ports` and `telemetry`, which may be
   // null, must outlive the source.
   ServiceSource(const CommandLine& line, std::shared_ptr<const ServiceGeneration> first,
-                std::vector<WorkerPort>& ports, Telemetry* telemetry);
+                Ports& ports, Telemetry* telemetry);
   ~ServiceSource() override;
 
   [[nodiscard]] bool begin(std::string& problem) override;
@@ -39,7 +39,7 @@ class ServiceSource final : public GenerationSource {
   void read_config_anew(std::string& problem);
 
   const CommandLine& line_;
-  std::vector<WorkerPort>& ports_;
+  Ports& ports_;
   Telemetry* telemetry_;
   std::shared_ptr<const ServiceGeneration> latest_;
   Config config_;  // of the generation that is being made

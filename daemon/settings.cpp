@@ -19,10 +19,17 @@ Config read_settings(const CommandLine& line, std::vector<Problem>& problems) {
   problems = read_config(line.root / "vsd.conf", config);
   std::vector<Problem> found = read_environment(config);
   std::move(found.begin(), found.end(), std::back_inserter(problems));
-  if (line.listen) {
-    if (std::string problem = parse_listen_address(*line.listen, config.listen); !problem.empty()) {
+  if (!line.listen.empty()) {
+    config.listen.clear();
+  }
+  for (const std::string& text : line.listen) {
+    if (std::string problem = parse_listen_address(text, config.listen.emplace_back());
+        !problem.empty()) {
       problems.push_back({"--listen", 0, std::move(problem)});
     }
+  }
+  if (config.listen.empty()) {
+    config.listen.push_back(kDefaultListen);
   }
   config.workers = line.workers.value_or(config.workers);
   if (line.pid_file) {

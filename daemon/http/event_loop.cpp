@@ -27,20 +27,33 @@ constexpr int kReleasesPerEvent = 256;        // of answers that are due; likewi
 
 }  // namespace
 
-EventLoop::EventLoop(const HttpLimits& limits, RequestHandler& handler, int listen_fd,
-                     const HandoverChannel* handover)
-    : context_(limits, handler), handover_(handover) {
-  listener_.assign(listen_fd);
-  listener_.non_blocking(true);
+EventLoop::Intake::Intake(asio::io_context& io, const Endpoint& endpoint)
+    : listener(io), handed_over(io), handover(endpoint.handover) {
+  listener.assign(endpoint.socket);
+  listener.non_blocking(true);
+  if (handover != nullptr) {
+    handed_over.assign(handover->descriptor());
+  }
+}
+
+EventLoop::Intake::~Intake() {
+  if (handed_over.is_open()) {
+    handed_over.release();  // the channel closes it
+  }
+}
+
+EventLoop::EventLoop(const HttpLimits& limits, RequestHandler& handler,
+                     const std::vector<Endpoint>& endpoints)
+    : context_(limits, handler) {
+  for (const Endpoint& endpoint : endpoints) {
+    intakes_.push_back(std::make_unique<Intake>(io_, endpoint));
+  }
   const int event = ::eventfd(0, EFD_CLOEXEC | EFD_NONBLOCK);
   if (event < 0) {
     throw std::system_error(errno, std::generic_category(), "eventfd");
   }
   wake_event_.assign(event);
   sockets_.assign(poller_.descriptor());
-  if (handover_ != nullptr) {
-    handed_over_.assign(handover_->descriptor());
-  }
   on_signal(SIGTERM, [this] { on_stop(); });
   struct sigaction interrupt {};
   if (::sigaction(SIGINT, nullptr, &interrupt) == 0 && interrupt.sa_handler != SIG_IGN) {
@@ -50,16 +63,15 @@ EventLoop::EventLoop(const HttpLimits& limits, RequestHandler& handler, int list
 
 EventLoop::~EventLoop() {
   sockets_.release();  // the poller closes it
-  if (handed_over_.is_open()) {
-    handed_over_.release();  // the channel closes it
-  }
 }
 
 void EventLoop::run() {
   wait_for_signal();
   wait_for_requests();
-  wait_for_clients();
-  wait_for_handover();
+  for (const auto& intake : intakes_) {
+    wait_for_clients(*intake);
+    wait_for_handover(*intake);
+  }
   wait_for_sockets();
   io_.run();
   while (!clients_.empty()) {
@@ -77,15 +89,15 @@ void EventLoop::wait_for_sockets() {
   });
 }
 
-void EventLoop::wait_for_clients() {
-  if (accepting_ || !listener_.is_open()) {
+void EventLoop::wait_for_clients(Intake& intake) {
+  if (intake.accepting || !intake.listener.is_open()) {
     return;
   }
-  accepting_ = true;
-  listener_.async_wait(Descriptor::wait_read, [this](const error_code& error) {
-    accepting_ = false;
-    if (!error && listener_.is_open()) {
-      accept_clients();
+  intake.accepting = true;
+  intake.listener.async_wait(Descriptor::wait_read, [this, &intake](const error_code& error) {
+    intake.accepting = false;
+    if (!error && intake.listener.is_open()) {
+      accept_clients(intake);
     }
   });
 }
@@ -93,29 +105,29 @@ void EventLoop::wait_for_clients() {
 // Accepts who waits; true when it stopped for the others' sake and more may wait. At the limit of
 // connections or of descriptors new clients stay in the kernel's queue; the sweep looks again, so
 // that the listener, which remains readable, does not keep the loop busy.
-bool EventLoop::accept_clients() {
+bool EventLoop::accept_clients(Intake& intake) {
   for (int i = 0; i < kAcceptsPerEvent; ++i) {
-    if (clients_.size() >= context_.limits.max_connections && !make_room_for_client()) {
+    if (clients_.size() >= context_.limits.max_connections && !make_room_for_client(intake)) {
       return false;
     }
     const int fd =
-        ::accept4(listener_.native_handle(), nullptr, nullptr, SOCK_CLOEXEC | SOCK_NONBLOCK);
+        ::accept4(intake.listener.native_handle(), nullptr, nullptr, SOCK_CLOEXEC | SOCK_NONBLOCK);
     if (fd >= 0) {
-      open(FileDescriptor(fd));
+      open(intake, FileDescriptor(fd));
     } else if (errno == EAGAIN || errno == EWOULDBLOCK) {
-      wait_for_clients();
+      wait_for_clients(intake);
       return false;
     } else if (errno == EMFILE || errno == ENFILE || errno == ENOBUFS || errno == ENOMEM) {
-      if (!make_room_for_client()) {
+      if (!make_room_for_client(intake)) {
         return false;
       }
     }  // else the client has gone before it was accepted
   }
-  wait_for_clients();
+  wait_for_clients(intake);
   return true;
 }
 
-void EventLoop::open(FileDescriptor socket) {
+void EventLoop::open(Intake& intake, FileDescriptor socket) {
   const int on = 1;
   ::setsockopt(socket.get(), IPPROTO_TCP, TCP_NODELAY, &on, sizeof on);
   const TimePoint now = Clock::now();
@@ -124,7 +136,7 @@ void EventLoop::open(FileDescriptor socket) {
     auto connection = std::make_shared<Connection>(*this, context_, poller_, std::move(socket),
                                                    std::move(exchange));
     connection->index = clients_.size();
-    clients_.push_back({std::move(connection), now + shortest_timeout(context_.limits)});
+    clients_.push_back({std::move(connection), now + shortest_timeout(context_.limits), &intake});
     arm_sweep();
     tell_connections();
   } catch (const std::exception&) {  // out of memory or of epoll watches: this client is refused
@@ -144,10 +156,10 @@ void EventLoop::closed(Connection& connection) noexcept {
 // For a client that waits, closes the connection that has been idle longest; when none is idle, the
 // one whose request has been unfinished longest, so that clients that never finish theirs cannot
 // keep all others out. False when there is neither such a client nor such a connection.
-bool EventLoop::make_room_for_client() {
-  pollfd waiting{listener_.native_handle(), POLLIN, 0};
+bool EventLoop::make_room_for_client(Intake& intake) {
+  pollfd waiting{intake.listener.native_handle(), POLLIN, 0};
   if (::poll(&waiting, 1, 0) != 1) {
-    wait_for_clients();
+    wait_for_clients(intake);
     return false;
   }
   const TimePoint unfinished_for_long = Clock::now() - kPatience + context_.limits.request_timeout;
@@ -237,13 +249,17 @@ void EventLoop::sweep() {
       look_at(clients_[i - 1], now);
     }
   }
-  if (listener_.is_open() && !accepting_) {
-    accept_clients();
+  bool all_accepting = true;
+  for (const auto& intake : intakes_) {
+    if (intake->listener.is_open() && !intake->accepting) {
+      accept_clients(*intake);
+    }
+    all_accepting = all_accepting && intake->accepting;
   }
   if (hands_over()) {
     hand_over_idle();
   }
-  if (!clients_.empty() || !accepting_) {
+  if (!clients_.empty() || !all_accepting) {
     arm_sweep();
   }
 }

@@ -20,7 +20,7 @@
 #include <vector>
 
 #include "daemon/http/connection.h"
-#include "daemon/http/handover.h"
+#include "daemon/http/server.h"
 
 namespace vsd::http {
 
@@ -29,8 +29,8 @@ namespace asio = boost::asio;
 class EventLoop final : public ConnectionOwner {
  public:
   // See Server.
-  EventLoop(const HttpLimits& limits, RequestHandler& handler, int listen_fd,
-            const HandoverChannel* handover);
+  EventLoop(const HttpLimits& limits, RequestHandler& handler,
+            const std::vector<Endpoint>& endpoints);
   ~EventLoop();
   EventLoop(const EventLoop&) = delete;
   EventLoop& operator=(const EventLoop&) = delete;
@@ -50,11 +50,25 @@ class EventLoop final : public ConnectionOwner {
   using Descriptor = asio::posix::stream_descriptor;
   using ConnectionPtr = std::shared_ptr<Connection>;
 
+  // An endpoint and the waits on it.
+  struct Intake {
+    Intake(asio::io_context& io, const Endpoint& endpoint);
+    ~Intake();
+    Intake(const Intake&) = delete;
+    Intake& operator=(const Intake&) = delete;
+
+    Descriptor listener;
+    Descriptor handed_over;  // the channel's
+    const HandoverChannel* handover;
+    bool accepting = false;  // a wait on the listener is under way
+  };
+
   // `look_at` is no later than the connection's deadline can be, so that the sweep passes over
   // tens of thousands of connections without touching them.
   struct Client {
     ConnectionPtr connection;
     TimePoint look_at;
+    Intake* intake;
   };
 
   void delay(Connection& connection, TimePoint due) override;
@@ -68,17 +82,18 @@ class EventLoop final : public ConnectionOwner {
   void begin_retirement();
   void end_when_drained();
 
-  void wait_for_handover();
-  void take_over();
+  void wait_for_handover(Intake& intake);
+  void take_over(Intake& intake);
   void hand_over_idle();
-  bool hand_over(std::span<const ConnectionPtr> connections);
+  void hand_over_idle(const Intake& intake);
+  bool hand_over(const Intake& intake, std::span<const ConnectionPtr> connections);
   [[nodiscard]] bool hands_over() const noexcept { return retired_ && !context_.draining; }
 
   void wait_for_sockets();
-  void wait_for_clients();
-  bool accept_clients();
-  void open(FileDescriptor socket);
-  bool make_room_for_client();
+  void wait_for_clients(Intake& intake);
+  bool accept_clients(Intake& intake);
+  void open(Intake& intake, FileDescriptor socket);
+  bool make_room_for_client(Intake& intake);
   void tell_connections() const noexcept;
 
   void arm_delay_timer();
@@ -89,12 +104,10 @@ class EventLoop final : public ConnectionOwner {
   void look_at(Client& client, TimePoint now);
 
   ExchangeContext context_;
-  const HandoverChannel* handover_;
   SocketPoller poller_;
   asio::io_context io_{BOOST_ASIO_CONCURRENCY_HINT_UNSAFE};
-  Descriptor listener_{io_};
-  Descriptor sockets_{io_};      // the poller's
-  Descriptor handed_over_{io_};  // the channel's
+  std::vector<std::unique_ptr<Intake>> intakes_;
+  Descriptor sockets_{io_};  // the poller's
   Descriptor wake_event_{io_};
   asio::signal_set signals_{io_};
   std::map<int, std::function<void()>> signal_actions_;
@@ -105,7 +118,6 @@ class EventLoop final : public ConnectionOwner {
   DelayQueue delayed_;
   TimePoint delay_armed_ = TimePoint::max();
   bool retired_ = false;
-  bool accepting_ = false;  // a wait on the listener is under way
   bool sweeping_ = false;
 };
 

@@ -68,15 +68,19 @@ void EventLoop::on_stop() {
 }
 
 void EventLoop::begin_drain() {
-  if (listener_.is_open()) {
-    close_queue(listener_.native_handle());
-    while (accept_clients()) {  // who has connected is served
+  for (const auto& intake : intakes_) {
+    if (intake->listener.is_open()) {
+      close_queue(intake->listener.native_handle());
+      while (accept_clients(*intake)) {  // who has connected is served
+      }
+      take_over(*intake);
     }
-    take_over();
   }
   context_.draining = true;
-  error_code ignored;
-  listener_.close(ignored);
+  for (const auto& intake : intakes_) {
+    error_code ignored;
+    intake->listener.close(ignored);
+  }
   const TimePoint now = Clock::now();
   const auto clients = clients_;  // closing changes the list
   for (const Client& client : clients) {
@@ -86,7 +90,10 @@ void EventLoop::begin_drain() {
 }
 
 void EventLoop::begin_retirement() {
-  if (handover_ == nullptr) {
+  const bool has_successor = std::all_of(intakes_.begin(), intakes_.end(), [](const auto& intake) {
+    return intake->handover != nullptr;
+  });
+  if (!has_successor) {
     on_stop();
     return;
   }
@@ -94,9 +101,11 @@ void EventLoop::begin_retirement() {
     return;
   }
   retired_ = true;
-  error_code ignored;
-  listener_.close(ignored);
-  handed_over_.release();
+  for (const auto& intake : intakes_) {
+    error_code ignored;
+    intake->listener.close(ignored);
+    intake->handed_over.release();
+  }
   hand_over_idle();
   if (on_retired_) {
     on_retired_();
@@ -110,40 +119,47 @@ void EventLoop::end_when_drained() {
   }
 }
 
-void EventLoop::wait_for_handover() {
-  if (!handed_over_.is_open()) {
+void EventLoop::wait_for_handover(Intake& intake) {
+  if (!intake.handed_over.is_open()) {
     return;
   }
-  handed_over_.async_wait(Descriptor::wait_read, [this](const error_code& error) {
-    if (!error && handed_over_.is_open()) {
-      take_over();
-      wait_for_handover();
+  intake.handed_over.async_wait(Descriptor::wait_read, [this, &intake](const error_code& error) {
+    if (!error && intake.handed_over.is_open()) {
+      take_over(intake);
+      wait_for_handover(intake);
     }
   });
 }
 
-void EventLoop::take_over() {
-  if (!handed_over_.is_open()) {
+void EventLoop::take_over(Intake& intake) {
+  if (!intake.handed_over.is_open()) {
     return;
   }
-  for (auto sockets = handover_->take(); !sockets.empty(); sockets = handover_->take()) {
+  for (auto sockets = intake.handover->take(); !sockets.empty();
+       sockets = intake.handover->take()) {
     for (FileDescriptor& socket : sockets) {
-      open(std::move(socket));
+      open(intake, std::move(socket));
     }
   }
 }
 
 void EventLoop::hand_over_idle() {
+  for (const auto& intake : intakes_) {
+    hand_over_idle(*intake);
+  }
+}
+
+void EventLoop::hand_over_idle(const Intake& intake) {
   std::vector<ConnectionPtr> idle;
   for (const Client& client : clients_) {
-    if (client.connection->dialogue().idle()) {
+    if (client.intake == &intake && client.connection->dialogue().idle()) {
       idle.push_back(client.connection);
     }
   }
   std::span<const ConnectionPtr> rest(idle);
   while (!rest.empty()) {
     const auto some = rest.first(std::min(rest.size(), HandoverChannel::kMostAtOnce));
-    if (!hand_over(some)) {
+    if (!hand_over(intake, some)) {
       return;  // the channel is full; the sweep tries again
     }
     rest = rest.subspan(some.size());
@@ -154,15 +170,15 @@ void EventLoop::hand_over_idle() {
 void EventLoop::idle(Connection& connection) {
   if (hands_over()) {
     const ConnectionPtr one = connection.shared_from_this();
-    static_cast<void>(hand_over({&one, 1}));
+    static_cast<void>(hand_over(*clients_[connection.index].intake, {&one, 1}));
   }
 }
 
-bool EventLoop::hand_over(std::span<const ConnectionPtr> connections) {
+bool EventLoop::hand_over(const Intake& intake, std::span<const ConnectionPtr> connections) {
   std::array<int, HandoverChannel::kMostAtOnce> sockets{};
   std::transform(connections.begin(), connections.end(), sockets.begin(),
                  [](const ConnectionPtr& connection) { return connection->socket(); });
-  if (!handover_->give(std::span<const int>(sockets).first(connections.size()))) {
+  if (!intake.handover->give(std::span<const int>(sockets).first(connections.size()))) {
     return false;
   }
   for (const ConnectionPtr& connection : connections) {

@@ -4,9 +4,9 @@
 
 namespace vsd::http {
 
-Server::Server(const HttpLimits& limits, RequestHandler& handler, int listen_fd,
-               const HandoverChannel* handover)
-    : loop_(std::make_unique<EventLoop>(limits, handler, listen_fd, handover)) {}
+Server::Server(const HttpLimits& limits, RequestHandler& handler,
+               const std::vector<Endpoint>& endpoints)
+    : loop_(std::make_unique<EventLoop>(limits, handler, endpoints)) {}
 
 Server::~Server() = default;
 

@@ -1,8 +1,9 @@
-// The event loop of one worker: its listener, its connections, their timers.
+// The event loop of one worker: its listeners, its connections, their timers.
 #pragma once
 
 #include <functional>
 #include <memory>
+#include <vector>
 
 #include "daemon/config.h"
 #include "daemon/http/handover.h"
@@ -13,13 +14,21 @@ namespace vsd::http {
 
 class EventLoop;
 
+// Where a server gets its clients from.
+struct Endpoint {
+  int socket = -1;  // listening, a stream socket; the server takes it over
+  const HandoverChannel* handover = nullptr;  // of clients that others have accepted
+};
+
 class Server {
  public:
-  // Takes over `listen_fd`, a listening stream socket. `limits`, `handler` and `handover` must
-  // outlive the server; without a channel the server neither takes nor gives connections. Throws
+  // `limits`, `handler` and the channels must outlive the server. Either all endpoints have a
+  // channel or none; without one the server neither takes nor gives connections. Throws
   // std::system_error when the event loop cannot be set up.
+  Server(const HttpLimits& limits, RequestHandler& handler, const std::vector<Endpoint>& endpoints);
   Server(const HttpLimits& limits, RequestHandler& handler, int listen_fd,
-         const HandoverChannel* handover = nullptr);
+         const HandoverChannel* handover = nullptr)
+      : Server(limits, handler, {{listen_fd, handover}}) {}
   ~Server();
   Server(const Server&) = delete;
   Server& operator=(const Server&) = delete;
@@ -41,7 +50,7 @@ class Server {
   // May be called from any thread and from a signal handler.
   void stop() noexcept;
 
-  // Leaves the listener, which others hold too, and its connections to a successor: each is handed
+  // Leaves the listeners, which others hold too, and its connections to a successor: each is handed
   // over when no request of it is under way. The same as stop() without a channel. May be called
   // like stop().
   void retire() noexcept;

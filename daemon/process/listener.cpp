@@ -1,82 +1,84 @@
 #include "daemon/process/listener.h"
 
-#include <netdb.h>
-#include <netinet/in.h>
-#include <sys/socket.h>
+#include <fcntl.h>
+#include <wz/wzlb_log.h>
+#include <wz/wzlb_sock.h>
 
-#include <cerrno>
-#include <memory>
+#include <array>
 #include <stdexcept>
-#include <system_error>
 
 namespace vsd {
 namespace {
 
 constexpr int kBacklog = 4096;
 
-using AddressList = std::unique_ptr<addrinfo, decltype(&freeaddrinfo)>;
+using Message = std::array<char, WZLB_SOCK_ERROR_SIZE>;
 
-AddressList resolve(const ListenAddress& address) {
-  addrinfo hints{};
-  hints.ai_family = address.host.empty() ? AF_INET6 : AF_UNSPEC;
-  hints.ai_socktype = SOCK_STREAM;
-  hints.ai_flags = AI_PASSIVE | AI_NUMERICSERV;
-  addrinfo* found = nullptr;
-  const char* host = address.host.empty() ? nullptr : address.host.c_str();
-  const int error = getaddrinfo(host, std::to_string(address.port).c_str(), &hints, &found);
-  if (error != 0) {
-    throw std::runtime_error("cannot listen on " + to_string(address) + ": " + gai_strerror(error));
+[[noreturn]] void fail(const ListenAddress& address, const char* reason) {
+  std::string text(reason);
+  while (text.ends_with('\n')) {
+    text.pop_back();
   }
-  return {found, &freeaddrinfo};
+  throw std::runtime_error("cannot listen on " + to_string(address) + ": " + text);
 }
 
-std::uint16_t bound_port(int socket) {
-  sockaddr_storage name{};
-  socklen_t length = sizeof name;
-  if (getsockname(socket, reinterpret_cast<sockaddr*>(&name), &length) != 0) {
-    return 0;
+// Host names become the address that they stand for.
+std::string ip_of(const ListenAddress& address) {
+  if (address.host.empty() || address.host.find(':') != std::string::npos) {
+    return address.host;
   }
-  return ntohs(name.ss_family == AF_INET6 ? reinterpret_cast<sockaddr_in6&>(name).sin6_port
-                                          : reinterpret_cast<sockaddr_in&>(name).sin_port);
+  sockaddr_in6 found{};
+  Message message{};
+  std::string host = address.host;
+  if (wzlb_fill_sockaddr_ex(&found, host.data(), 0, message.data()) == 0) {
+    fail(address, message.data());
+  }
+  return wzlb_sockaddr_to_ip(reinterpret_cast<const sockaddr*>(&found), 0);
 }
 
-// SO_REUSEPORT lets the workers of this daemon share an address, but it would also let a second
-// daemon join unnoticed. A first bind without it finds out whether the port is taken.
-bool is_free(const addrinfo& candidate) {
-  const FileDescriptor probe(socket(candidate.ai_family, candidate.ai_socktype | SOCK_CLOEXEC, 0));
-  const int on = 1;
-  setsockopt(probe.get(), SOL_SOCKET, SO_REUSEADDR, &on, sizeof on);
-  return bind(probe.get(), candidate.ai_addr, candidate.ai_addrlen) == 0;
+// The workers of this daemon share an address, but so could a second daemon unnoticed. A first
+// socket that shares with nobody finds out whether the address is taken.
+void check_free(const ListenAddress& address, Transport transport, char* ip) {
+  Message message{};
+  int fd = -1;
+  const bool is_ipv4 = *ip != '\0' && address.host.find(':') == std::string::npos &&
+                       std::string_view(ip).find(':') == std::string_view::npos;
+  if (transport == Transport::udp) {
+    fd = *ip == '\0' ? wzlb_udp_server6(address.port, 0)
+                     : wzlb_udp_server_ex(address.port, 0, ip, message.data(), message.size());
+  } else if (is_ipv4) {
+    fd = wzlb_tcp_listen_ex(address.port, kBacklog, ip, message.data());
+  } else {
+    fd = wzlb_tcp_listen6_ex(address.port, kBacklog, ip, 0);
+  }
+  const FileDescriptor probe(fd);
+  if (!probe) {
+    fail(address, message[0] != '\0' ? message.data() : wzlb_get_error());
+  }
 }
 
-[[noreturn]] void fail(const ListenAddress& address, int error) {
-  throw std::runtime_error("cannot listen on " + to_string(address) + ": " +
-                           std::generic_category().message(error));
-}
-
-Listener bind_listener(const ListenAddress& address, const addrinfo& candidate) {
+Listener bind_listener(const ListenAddress& address, Transport transport, char* ip) {
+  Message message{};
   Listener listener;
-  listener.socket = FileDescriptor(
-      socket(candidate.ai_family, candidate.ai_socktype | SOCK_NONBLOCK | SOCK_CLOEXEC, 0));
+  listener.socket =
+      FileDescriptor(transport == Transport::udp
+                         ? wzlb_udp_server_shared(address.port, 1, ip, message.data())
+                         : wzlb_tcp_listen_shared(address.port, kBacklog, ip, message.data()));
   if (!listener.socket) {
-    fail(address, errno);
+    fail(address, message.data());
   }
   const int fd = listener.socket.get();
-  const int on = 1;
-  const int off = 0;
-  setsockopt(fd, SOL_SOCKET, SO_REUSEADDR, &on, sizeof on);
-  setsockopt(fd, SOL_SOCKET, SO_REUSEPORT, &on, sizeof on);
-  if (candidate.ai_family == AF_INET6) {
-    setsockopt(fd, IPPROTO_IPV6, IPV6_V6ONLY, &off, sizeof off);
-  }
-  if (bind(fd, candidate.ai_addr, candidate.ai_addrlen) != 0 || listen(fd, kBacklog) != 0) {
-    fail(address, errno);
-  }
-  listener.port = bound_port(fd);
+  set_fd_cloexec_flag(fd);
+  wzlb_Fcntl(fd, F_SETFL, O_NONBLOCK);
+  listener.port = static_cast<std::uint16_t>(wzlb_get_port_from_fd(fd, message.data()));
   return listener;
 }
 
 }  // namespace
+
+const char* to_string(Transport transport) noexcept {
+  return transport == Transport::udp ? "udp" : "tcp";
+}
 
 std::string to_string(const ListenAddress& address) {
   const std::string port = ":" + std::to_string(address.port);
@@ -87,17 +89,14 @@ std::string to_string(const ListenAddress& address) {
   return (is_ipv6 ? "[" + address.host + "]" : address.host) + port;
 }
 
-Listener open_listener(const ListenAddress& address) {
-  const AddressList candidates = resolve(address);
-  if (!is_free(*candidates)) {
-    fail(address, errno);
-  }
-  return bind_listener(address, *candidates);
+Listener open_listener(const ListenAddress& address, Transport transport) {
+  std::string ip = ip_of(address);
+  check_free(address, transport, ip.data());
+  return bind_listener(address, transport, ip.data());
 }
 
-Listener join_listener(const ListenAddress& address) {
-  const AddressList candidates = resolve(address);
-  return bind_listener(address, *candidates);
+Listener join_listener(const ListenAddress& address, Transport transport) {
+  return bind_listener(address, transport, ip_of(address).data());
 }
 
 }  // namespace vsd

@@ -103,11 +103,14 @@ WZ_API int wzlb_tcp_listen6(int local_port, int backlog);
 WZ_API int wzlb_Tcp_listen6(int local_port, int backlog);
 /** IPv6 only. */
 WZ_API int wzlb_Tcp_listen6_v2(int local_port, int backlog);
+/** IPv4 or IPv6, as `ip_addr` is; without it both. Processes that open the same address in this way
+ * share it (SO_REUSEPORT): the system gives each new connection to one of them. */
+WZ_API int wzlb_tcp_listen_shared(int local_port, int backlog, char *ip_addr, char *err_msg);
 
 /* UDP */
 
 /**
- * A bound IPv4 datagram socket with SO_REUSEADDR.
+ * A bound datagram socket with SO_REUSEADDR, of IPv4 or of the family of `ip_addr`.
  *
  * @param port         0 lets the system choose, see wzlb_get_port_from_fd.
  * @param no_delay     Not 0 makes the socket non-blocking.
@@ -121,6 +124,9 @@ WZ_API int wzlb_udp_server_ex(unsigned short port, int no_delay, char *ip_addr, 
 WZ_API int wzlb_udp_server(unsigned short port, int no_delay);
 /** The same for IPv6, and IPv4 as well. */
 WZ_API int wzlb_udp_server6(unsigned short port, int no_delay);
+/** Of the family of `ip_addr`; without it IPv6 and IPv4. Processes that open the same address in
+ * this way share it (SO_REUSEPORT): the system gives what one sender sends to one of them. */
+WZ_API int wzlb_udp_server_shared(unsigned short port, int no_delay, char *ip_addr, char *err_msg);
 /** A datagram socket (IPv4, IPv6) connected to a server, so that send and recv need no address.
  * Descriptor, or -1. */
 WZ_API int wzlb_udp_client(char *server_name, int default_port, int no_delay);

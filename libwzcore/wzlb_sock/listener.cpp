@@ -2,10 +2,12 @@
 // differ in family, address and where the message goes.
 #include <arpa/inet.h>
 #include <fcntl.h>
+#include <netdb.h>
 #include <wz/wzlb_log.h>
 #include <wz/wzlb_sock.h>
 
 #include <cerrno>
+#include <cstring>
 
 #include "libwzcore/wzlb_sock/socket_support.h"
 
@@ -22,6 +24,7 @@ struct ListenRequest {
   int backlog = 0;
   const char* ip = nullptr;  // null or empty: every address
   bool ipv6_only = false;
+  bool shared = false;  // with others that bind the same address in the same way
 };
 
 bool is_given(const char* text) noexcept {
@@ -42,9 +45,30 @@ socklen_t any_address(int family, int port, SocketAddress& address) noexcept {
   return sizeof address.v4;
 }
 
+// An IPv6 address may name its interface: "fe80::1%eth0".
+bool set_ipv6(const char* ip, sockaddr_in6& address) noexcept {
+  addrinfo hints{};
+  hints.ai_family = AF_INET6;
+  hints.ai_flags = AI_NUMERICHOST;
+  addrinfo* found = nullptr;
+  if (getaddrinfo(ip, nullptr, &hints, &found) != 0) {
+    return false;
+  }
+  const auto& given = *reinterpret_cast<const sockaddr_in6*>(found->ai_addr);
+  address.sin6_addr = given.sin6_addr;
+  address.sin6_scope_id = given.sin6_scope_id;
+  freeaddrinfo(found);
+  return true;
+}
+
 bool set_ip(const ListenRequest& request, SocketAddress& address) noexcept {
-  return request.family == AF_INET6 ? inet_pton(AF_INET6, request.ip, &address.v6.sin6_addr) == 1
+  return request.family == AF_INET6 ? set_ipv6(request.ip, address.v6)
                                     : inet_aton(request.ip, &address.v4.sin_addr) != 0;
+}
+
+// Both kinds of address, where none is given.
+int family_of(const char* ip) noexcept {
+  return is_given(ip) && std::strchr(ip, ':') == nullptr ? AF_INET : AF_INET6;
 }
 
 int report_unbound(const ListenRequest& request, int error, const Message& message) noexcept {
@@ -65,7 +89,8 @@ int report_unbound(const ListenRequest& request, int error, const Message& messa
 bool set_listener_options(int fd, const ListenRequest& request) noexcept {
   return set_option(fd, SOL_SOCKET, SO_REUSEADDR, 1) &&
          (request.family != AF_INET6 ||
-          set_option(fd, IPPROTO_IPV6, IPV6_V6ONLY, request.ipv6_only ? 1 : 0));
+          set_option(fd, IPPROTO_IPV6, IPV6_V6ONLY, request.ipv6_only ? 1 : 0)) &&
+         (!request.shared || set_option(fd, SOL_SOCKET, SO_REUSEPORT, 1));
 }
 
 int open_listener(const ListenRequest& request, const Message& message) noexcept {
@@ -126,32 +151,46 @@ int finish_endpoint(SocketHandle& fd, int no_delay, const Message& message) noex
   return fd.release();
 }
 
-int open_udp_server(int family, unsigned short port, int no_delay, const char* host,
-                    const Message& message) noexcept {
+struct EndpointRequest {
+  int family = AF_INET;  // where no host is given
+  unsigned short port = 0;
+  int no_delay = 0;
+  const char* host = nullptr;  // null or empty: every address
+  bool shared = false;
+};
+
+// Deliberate: a shared endpoint does without SO_REUSEADDR, with which the system would let an
+// unshared one have the same address as well.
+bool set_endpoint_options(int fd, int family, bool shared) noexcept {
+  return set_option(fd, SOL_SOCKET, shared ? SO_REUSEPORT : SO_REUSEADDR, 1) &&
+         (family != AF_INET6 || set_option(fd, IPPROTO_IPV6, IPV6_V6ONLY, 0));
+}
+
+int open_udp_server(const EndpointRequest& request, const Message& message) noexcept {
+  SocketAddress address;
+  socklen_t length = any_address(request.family, request.port, address);
+  if (is_given(request.host)) {
+    char reason[WZLB_SOCK_ERROR_SIZE] = "";
+    length = fill_address(address, request.host, request.port, Message(reason));
+    if (length == 0) {
+      message.set("Error in udp_server: gethostbyname. Error=%s", reason);
+      return kFailed;
+    }
+  }
+  const int family = address.any.sa_family;
   SocketHandle fd(open_datagram_socket(family, message));
   if (!fd) {
     return kFailed;
   }
-  if (!set_option(fd.get(), SOL_SOCKET, SO_REUSEADDR, 1) ||
-      (family == AF_INET6 && !set_option(fd.get(), IPPROTO_IPV6, IPV6_V6ONLY, 0))) {
+  if (!set_endpoint_options(fd.get(), family, request.shared)) {
     message.set("Error in setting setsockopt (REUSEADDR): Error=%s", wzlb_strerror(errno));
-    return kFailed;
-  }
-  SocketAddress address;
-  socklen_t length = any_address(family, port, address);
-  char reason[WZLB_SOCK_ERROR_SIZE] = "";
-  if (is_given(host)) {
-    length = fill_address(address, host, port, Message(reason));
-  }
-  if (length == 0) {
-    message.set("Error in udp_server: gethostbyname. Error=%s", reason);
     return kFailed;
   }
   if (bind(fd.get(), &address.any, length) != 0) {
     message.set("Error in bind. Error=%s", wzlb_strerror(errno));
     return kFailed;
   }
-  return finish_endpoint(fd, no_delay, message);
+  return finish_endpoint(fd, request.no_delay, message);
 }
 
 int open_udp_client(const char* server_name, int default_port, int no_delay,
@@ -218,21 +257,37 @@ int wzlb_Tcp_listen6_v2(int local_port, int backlog) {
       {.family = AF_INET6, .port = local_port, .backlog = backlog, .ipv6_only = true}, Print::kYes);
 }
 
+int wzlb_tcp_listen_shared(int local_port, int backlog, char* ip_addr, char* err_msg) {
+  return open_listener({.family = family_of(ip_addr),
+                        .port = local_port,
+                        .backlog = backlog,
+                        .ip = ip_addr,
+                        .shared = true},
+                       Message(err_msg));
+}
+
 int wzlb_udp_server_ex(unsigned short port, int no_delay, char* ip_addr, char* err_msg,
                        int err_msg_len) {
-  return open_udp_server(AF_INET, port, no_delay, ip_addr, Message(err_msg, err_msg_len));
+  return open_udp_server({.port = port, .no_delay = no_delay, .host = ip_addr},
+                         Message(err_msg, err_msg_len));
 }
 
 int wzlb_udp_server(unsigned short port, int no_delay) {
   return with_kept_message(Print::kNo, [&](char* text) {
-    return open_udp_server(AF_INET, port, no_delay, nullptr, Message(text));
+    return open_udp_server({.port = port, .no_delay = no_delay}, Message(text));
   });
 }
 
 int wzlb_udp_server6(unsigned short port, int no_delay) {
   return with_kept_message(Print::kNo, [&](char* text) {
-    return open_udp_server(AF_INET6, port, no_delay, nullptr, Message(text));
+    return open_udp_server({.family = AF_INET6, .port = port, .no_delay = no_delay}, Message(text));
   });
+}
+
+int wzlb_udp_server_shared(unsigned short port, int no_delay, char* ip_addr, char* err_msg) {
+  return open_udp_server(
+      {.family = AF_INET6, .port = port, .no_delay = no_delay, .host = ip_addr, .shared = true},
+      Message(err_msg));
 }
 
 int wzlb_udp_client(char* server_name, int default_port, int no_delay) {

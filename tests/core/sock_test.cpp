@@ -386,4 +386,21 @@ TEST_F(Sock, AcceptFailsWithoutDescriptors) {
   EXPECT_EQ(set_fd_cloexec_flag(-1), -1);
 }
 
+TEST_F(Sock, SharedAddressesAreSharedWithTheirLikeOnly) {
+  for (char* const ip : {mutable_text("127.0.0.1"), mutable_text("::1"), mutable_text("")}) {
+    const FileDescriptor tcp(wzlb_tcp_listen_shared(0, kBacklog, ip, message_));
+    const FileDescriptor udp(wzlb_udp_server_shared(0, 1, ip, message_));
+    const int port = port_of(tcp);
+    const auto udp_port = static_cast<unsigned short>(port_of(udp));
+    EXPECT_TRUE(FileDescriptor(wzlb_tcp_listen_shared(port, kBacklog, ip, message_))) << message_;
+    EXPECT_TRUE(FileDescriptor(wzlb_udp_server_shared(udp_port, 1, ip, message_))) << message_;
+    EXPECT_EQ(ip[0] == '1' ? wzlb_tcp_listen_ex(port, kBacklog, ip, message_)
+                           : wzlb_tcp_listen6_ex(port, kBacklog, ip, 0),
+              -2);
+    EXPECT_EQ(ip[0] != '\0' ? wzlb_udp_server_ex(udp_port, 0, ip, message_, sizeof message_)
+                            : wzlb_udp_server6(udp_port, 0),
+              -1);
+  }
+}
+
 }  // namespace

@@ -1,6 +1,9 @@
 // HTTP's edges through a real vsd: limits, unusual clients, the end of the daemon.
 #include <gtest/gtest.h>
 
+#include <sstream>
+
+#include "tests/support/http_client.h"
 #include "tests/support/raw_client.h"
 #include "tests/support/vsd_process.h"
 
@@ -93,6 +96,45 @@ TEST(HttpEndToEnd, TheEndLetsRequestsUnderWayFinish) {
   EXPECT_NE(answer.find("\r\nConnection: close\r\n"), std::string::npos);
   EXPECT_TRUE(answer.ends_with("abcdef"));
   EXPECT_EQ(vsd.stop(), 0);
+}
+
+// What the timer of the server's side of a connection waits for, as the kernel lists it.
+std::string server_timer(int server_port, int client_port) {
+  std::array<char, 64> ends{};
+  std::snprintf(ends.data(), ends.size(), ":%04X 0100007F:%04X ",
+                static_cast<unsigned>(server_port), static_cast<unsigned>(client_port));
+  std::ifstream table("/proc/net/tcp");
+  for (std::string line; std::getline(table, line);) {
+    if (line.find(ends.data()) != std::string::npos) {
+      std::istringstream fields(line);
+      std::vector<std::string> words(std::istream_iterator<std::string>(fields), {});
+      return words.at(5);
+    }
+  }
+  return {};
+}
+
+TEST(Listeners, SeveralAddressesAreServedAndClientsAreProbed) {
+  VsdProcess vsd(EXAMPLES_FOLDER, "TCP_KEEPIDLE 700\n", "--listen=[::1]:0");
+  HttpClient client;
+  EXPECT_EQ(client.get(vsd.url("/greeting")).status, 200);
+  const auto second = vsd.ready_line().find(", [::1]:");
+  ASSERT_NE(second, std::string::npos) << vsd.ready_line();
+  const int port = std::stoi(vsd.ready_line().substr(second + 8));
+  EXPECT_EQ(client.get("http://[::1]:" + std::to_string(port) + "/greeting").status, 200);
+
+  const RawClient raw(vsd.port());
+  raw.send("GET /greeting HTTP/1.1\r\nHost: a\r\n\r\n");
+  raw.receive("\n");
+  const std::string timer = server_timer(vsd.port(), raw.port());
+  EXPECT_TRUE(timer.starts_with("02:0001")) << timer;  // keepalive, in less than 655 s and more
+  EXPECT_EQ(vsd.run("reload"), 0) << vsd.log();
+  EXPECT_EQ(client.get("http://[::1]:" + std::to_string(port) + "/greeting").status, 200);
+  EXPECT_EQ(client.connections(), 2);
+
+  // The address of the first is taken.
+  EXPECT_EQ(vsd.run("run --listen 127.0.0.1:" + std::to_string(vsd.port())), 1);
+  EXPECT_NE(vsd.log().find("IP Address and port is in use"), std::string::npos) << vsd.log();
 }
 
 }  // namespace

@@ -36,6 +36,14 @@ class RawClient {
               static_cast<ssize_t>(bytes.size()));
   }
 
+  // Its own port.
+  [[nodiscard]] int port() const {
+    sockaddr_in name{};
+    socklen_t length = sizeof name;
+    ::getsockname(socket_, reinterpret_cast<sockaddr*>(&name), &length);
+    return ntohs(name.sin_port);
+  }
+
   void end_sending() const { ::shutdown(socket_, SHUT_WR); }
 
   // Makes the destructor reset the connection instead of ending it in order.

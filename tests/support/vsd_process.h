@@ -44,7 +44,8 @@ class VsdProcess {
       _exit(127);
     }
     ::close(ends[1]);
-    const std::string line = read_line(ends[0]);
+    ready_line_ = read_line(ends[0]);
+    const std::string& line = ready_line_;
     ::close(ends[0]);
     const auto address = line.find("ready on ");
     const auto colon = line.find(':', address + 9);
@@ -61,6 +62,7 @@ class VsdProcess {
   VsdProcess& operator=(const VsdProcess&) = delete;
   ~VsdProcess() { stop(); }
 
+  [[nodiscard]] const std::string& ready_line() const { return ready_line_; }
   [[nodiscard]] int port() const { return port_; }
   // 0 without the keyword ADMIN.
   [[nodiscard]] int admin_port() const { return admin_port_; }
@@ -123,6 +125,7 @@ class VsdProcess {
 
   wz::test::TemporaryFolder folder_;
   pid_t pid_ = -1;
+  std::string ready_line_;
   int port_ = 0;
   int admin_port_ = 0;
   int exit_status_ = -1;
