@@ -96,21 +96,33 @@ void AccessLog::reopen() {
 void AccessLog::handle(const http::Request& request, http::Response& response) {
   const auto begin = std::chrono::steady_clock::now();
   services_.handle(request, response);
+  if (response.forward == nullptr) {
+    log(request, response, std::chrono::steady_clock::now() - begin);
+  }
+}
+
+void AccessLog::forwarded(const http::Request& request, const http::Response& response,
+                          std::chrono::steady_clock::duration duration) {
+  log(request, response, duration);
+}
+
+void AccessLog::log(const http::Request& request, const http::Response& response,
+                    std::chrono::steady_clock::duration duration) {
   if (!log_) {
     return;
   }
-  const auto duration = std::chrono::duration_cast<std::chrono::microseconds>(
-      std::chrono::steady_clock::now() - begin);
   line_.assign(is_cut_ ? "\n{\"time\":\"" : "{\"time\":\"").append(utc_now()).append("\"");
   append_number(line_, "worker", worker_);
   append_text(line_, "client", client_of(request.socket));
   append_text(line_, "method", request.method);
   append_text(line_, "target", request.target);
-  append_text(line_, "service", services_.last_service());
+  append_text(line_, "service", services_.service_name(response.service));
   append_number(line_, "status", static_cast<std::uint64_t>(response.status));
   append_number(line_, "request_bytes", request.head.size() + request.body.size());
-  append_number(line_, "body_bytes", response.body.size());
-  append_number(line_, "duration_us", static_cast<std::uint64_t>(duration.count()));
+  append_number(line_, "body_bytes", response.body.size() + response.streamed);
+  append_number(line_, "duration_us",
+                static_cast<std::uint64_t>(
+                    std::chrono::duration_cast<std::chrono::microseconds>(duration).count()));
   append_number(line_, "service_time_ms", static_cast<std::uint64_t>(response.delay.count()));
   line_ += "}\n";
   write_line();

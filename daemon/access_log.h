@@ -24,8 +24,12 @@ class AccessLog final : public http::RequestHandler {
   void reopen();
 
   void handle(const http::Request& request, http::Response& response) override;
+  void forwarded(const http::Request& request, const http::Response& response,
+                 std::chrono::steady_clock::duration duration) override;
 
  private:
+  void log(const http::Request& request, const http::Response& response,
+           std::chrono::steady_clock::duration duration);
   void write_line();
   void tell_of_error() const;
 

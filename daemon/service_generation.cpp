@@ -12,6 +12,7 @@
 #include <utility>
 
 #include "daemon/access_log.h"
+#include "daemon/forward/curl_forwarder.h"
 #include "daemon/host_ops/host_ops.h"
 #include "daemon/http/server.h"
 #include "daemon/process/script_guard.h"
@@ -52,6 +53,16 @@ std::vector<http::Endpoint> endpoints_of(std::vector<WorkerPort>& ports) {
     endpoints.push_back({port.listener.socket.release(), &port.handover});
   }
   return endpoints;
+}
+
+// Where this daemon's own services are reached from this machine.
+std::string own_origin(ListenAddress address) {
+  if (address.host.empty() || address.host == "0.0.0.0") {
+    address.host = "127.0.0.1";
+  } else if (address.host == "::") {
+    address.host = "::1";
+  }
+  return "http://" + to_string(address);
 }
 
 }  // namespace
@@ -104,7 +115,12 @@ int ServiceGeneration::serve(WorkerSeat seat) const {
   http::RequestHandler* const handler =
       access_log ? static_cast<http::RequestHandler*>(&*access_log) : &runner;
   std::vector<WorkerPort> own = take_ports(number);
+  const ListenAddress& own_address = http_ports_.front()->address;
+  set_host_port(own_address.port);
+  runner.set_own_origin(own_origin(own_address));
+  CurlForwarder forwarder;
   http::Server server(config_.limits, *handler, endpoints_of(own));
+  server.forward_with(forwarder);
   std::optional<TrafficRecorder> recorder;
   if (telemetry_ != nullptr) {
     server.observe(recorder.emplace(*telemetry_, seat.slot, rows_));

@@ -36,6 +36,9 @@ void set_socket_release(std::function<void(int)> release);
 // milliseconds. The same seed and worker yield the same numbers in every run.
 void seed_host_generators(unsigned long seed, int worker, double mean_service_time);
 
+// The port of our own listener, for services that forward to it.
+void set_host_port(unsigned short port);
+
 // The name that scripts ask for; it must outlive them.
 void set_controller_name(const std::string& name);
 

@@ -4,6 +4,14 @@
 #include <algorithm>
 #include <string_view>
 
+#include "daemon/host_ops/host_ops.h"
+
+namespace {
+
+unsigned short own_port = 0;
+
+}  // namespace
+
 // Read from the request line, so that it is right for every method there is. The record is
 // overwritten by the next call.
 HttpMethodInfo* get_http_method(connection* cptr) {
@@ -32,6 +40,14 @@ char* get_proto_type(int proto) {
   }
 }
 
+// A template without a port of its own forwards to our own listener.
 unsigned short get_dynamic_fwd_port(connection*, Cr_file_seg* resp_template) {
-  return resp_template != nullptr ? resp_template->backend_port : 0;
+  if (resp_template == nullptr) {
+    return 0;
+  }
+  return resp_template->backend_port != 0 ? resp_template->backend_port : own_port;
+}
+
+void vsd::set_host_port(unsigned short port) {
+  own_port = port;
 }

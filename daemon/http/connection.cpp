@@ -8,6 +8,7 @@
 #include <array>
 #include <cerrno>
 #include <ctime>
+#include <exception>
 #include <utility>
 
 namespace vsd::http {
@@ -79,6 +80,12 @@ void Connection::run(TimePoint now) {
         wanted_ = Interest::none;
         owner_.delay(*this, dialogue_->due());
         return;
+      case Dialogue::Step::forward:
+        if (forward(now)) {
+          break;
+        }
+        wanted_ = Interest::none;
+        return;
       case Dialogue::Step::shut_down:
         ::shutdown(socket_.get(), SHUT_WR);
         dialogue_->shut_down(now);
@@ -93,7 +100,43 @@ void Connection::run(TimePoint now) {
   }
 }
 
+// Starts or goes on with what a backend answers. False when there is nothing to do but to wait.
+bool Connection::forward(TimePoint now) {
+  if (forward_ != nullptr) {
+    return forward_->resume();
+  }
+  try {
+    forward_ = context_.forwarder->start(*dialogue_->forward_request(), *this);
+    return false;
+  } catch (const std::exception&) {  // out of memory
+    dialogue_->forward_ended(ForwardEnd::failed, now);
+    return true;
+  }
+}
+
+void Connection::on_head(const BackendHead& head) {
+  dialogue_->forward_head(head, Clock::now());
+}
+
+bool Connection::on_body(std::string_view bytes) {
+  return dialogue_->forward_body(bytes, Clock::now());
+}
+
+void Connection::on_end(ForwardEnd end) {
+  dialogue_->forward_ended(end, Clock::now());
+}
+
+void Connection::on_progress() {
+  const std::shared_ptr<Connection> self = shared_from_this();
+  if (!dialogue_->is_forwarding()) {
+    forward_.reset();
+  }
+  context_.date.update(std::time(nullptr));
+  run(Clock::now());
+}
+
 void Connection::close() {
+  forward_.reset();
   if (open()) {
     poller_.remove(socket_.get(), *this);
     socket_.reset();
@@ -108,6 +151,7 @@ void Connection::close_with_reset() {
 }
 
 void Connection::abandon() {
+  forward_.reset();
   if (open()) {
     poller_.remove(socket_.get(), *this);
     static_cast<void>(socket_.release());

@@ -31,6 +31,7 @@ class ConnectionOwner {
 };
 
 class Connection final : public SocketPoller::Watcher,
+                         public ForwardSink,
                          public DelayQueue::Item,
                          public std::enable_shared_from_this<Connection> {
  public:
@@ -60,7 +61,13 @@ class Connection final : public SocketPoller::Watcher,
   enum class Sent { some, blocked, failed };
 
   [[nodiscard]] bool open() const noexcept { return static_cast<bool>(socket_); }
+  void on_head(const BackendHead& head) override;
+  bool on_body(std::string_view bytes) override;
+  void on_end(ForwardEnd end) override;
+  void on_progress() override;
+
   void run(TimePoint now);
+  bool forward(TimePoint now);
   void watch(Interest interest);
   bool read_available(TimePoint now);
   Sent send(TimePoint now);
@@ -70,6 +77,7 @@ class Connection final : public SocketPoller::Watcher,
   SocketPoller& poller_;
   FileDescriptor socket_;
   std::unique_ptr<Dialogue> dialogue_;
+  std::unique_ptr<Forward> forward_;     // of the request under way
   Interest wanted_ = Interest::input;    // what the dialogue waits for
   Interest interest_ = Interest::input;  // what the socket is registered for
 };

@@ -27,7 +27,7 @@ void ExchangeContext::answer(const Request& request, TimePoint now) {
     response.status = 500;
     response.is_refusal = true;
   }
-  if (observer != nullptr) {
+  if (observer != nullptr && response.forward == nullptr) {
     observer->answered(request, response, Clock::now() - now);
   }
 }
@@ -59,6 +59,9 @@ Dialogue::Step Dialogue::step(TimePoint now) {
   }
   if (held_at_ != kNotHeld) {
     return Step::wait;
+  }
+  if (state_ == State::forwarding) {
+    return Step::forward;
   }
   if (state_ == State::resetting) {
     return Step::reset;
@@ -133,8 +136,8 @@ void Dialogue::shut_down(TimePoint now) noexcept {
 }
 
 bool Dialogue::check_deadline(TimePoint now) {
-  const bool waits_for_its_time = held_at_ != kNotHeld && visible_output() <= sent_;
-  if (now < deadline_ || waits_for_its_time) {
+  const bool is_awaited = held_at_ != kNotHeld || state_ == State::forwarding;
+  if (now < deadline_ || (is_awaited && visible_output() <= sent_)) {
     return false;
   }
   if (receiving()) {
@@ -147,12 +150,15 @@ bool Dialogue::check_deadline(TimePoint now) {
 
 bool Dialogue::begin_answer(TimePoint now) {
   Response& response = context_.response;
-  idle_timeout_ =
-      response.keep_alive.count() > 0 ? response.keep_alive : context_.limits.idle_timeout;
+  allow_idle(response.keep_alive);
   if (response.is_held()) {
     hold(now);
   }
   return response.fault == Fault::none || !append_fault(response);
+}
+
+void Dialogue::allow_idle(std::chrono::seconds time) noexcept {
+  idle_timeout_ = time.count() > 0 ? time : context_.limits.idle_timeout;
 }
 
 void Dialogue::append_body(std::string& body) {

@@ -4,6 +4,9 @@
 //   read      receive into input_space() and report received() or input_ended()
 //   write     send output() and report written()
 //   wait      come back with step() when due() has passed
+//   forward   pass forward_request() to a backend, unless that has been done, and report what comes
+//             back with forward_head(), forward_body() and forward_ended(); step() may have
+//             something new to tell then, and takes more of a body once its output is written
 //   reset     release the connection so that the client sees a reset
 //   shut_down end the sending side, report shut_down(); reading goes on for a moment, because a
 //             client that is still sending would lose the answer to a reset
@@ -43,12 +46,13 @@ struct ExchangeContext {
   ExchangeContext(const HttpLimits& http_limits, RequestHandler& request_handler)
       : limits(http_limits), handler(request_handler) {}
 
-  // Has `request`, which was read at `now`, answered into `response`.
+  // Has `request`, which was read at `now`, answered into `response` or left to a backend.
   void answer(const Request& request, TimePoint now);
 
   const HttpLimits& limits;
   RequestHandler& handler;
   TrafficObserver* observer = nullptr;
+  Forwarder* forwarder = nullptr;
   Response response;
   HttpDate date;
   BlockPool blocks;
@@ -61,7 +65,7 @@ struct ExchangeContext {
 
 class Dialogue {
  public:
-  enum class Step { read, write, wait, shut_down, reset, close };
+  enum class Step { read, write, wait, forward, shut_down, reset, close };
 
   // `socket` is only passed on to the handler.
   Dialogue(ExchangeContext& context, int socket, TimePoint now);
@@ -87,6 +91,16 @@ class Dialogue {
   // True when step() has something new to tell.
   [[nodiscard]] bool check_deadline(TimePoint now);
 
+  // Of a dialogue that asks for Step::forward.
+  [[nodiscard]] bool is_forwarding() const noexcept { return state_ == State::forwarding; }
+  [[nodiscard]] virtual const ForwardRequest* forward_request() const noexcept { return nullptr; }
+  virtual void forward_head(const BackendHead& /*head*/, TimePoint /*now*/) {}
+  // False: there is no room until output has been written.
+  [[nodiscard]] virtual bool forward_body(std::string_view /*bytes*/, TimePoint /*now*/) {
+    return true;
+  }
+  virtual void forward_ended(ForwardEnd /*end*/, TimePoint /*now*/) {}
+
   // No request is under way: the connection may be closed without loss.
   [[nodiscard]] bool idle() const noexcept;
   // The rest of a request is awaited, and nothing else is under way.
@@ -94,7 +108,7 @@ class Dialogue {
   [[nodiscard]] TimePoint deadline() const noexcept { return deadline_; }
 
  protected:
-  enum class State { open, closing, resetting, lingering, closed };
+  enum class State { open, forwarding, closing, resetting, lingering, closed };
 
   // Serves one request, or as much of one as has arrived. True when there may be more to do. An
   // unfinished request stays in input_, at least in part.
@@ -107,6 +121,10 @@ class Dialogue {
   bool begin_answer(TimePoint now);
   void append_body(std::string& body);
   void end_behind_answer(State state) noexcept;
+  // How long the connection may be idle behind the answer; 0: as configured.
+  void allow_idle(std::chrono::seconds time) noexcept;
+  // Bytes that wait for the client.
+  [[nodiscard]] std::size_t unsent() const noexcept { return visible_output() - sent_; }
   // The deadline of what comes behind a request.
   void next_deadline(TimePoint now) noexcept;
   std::string& out();

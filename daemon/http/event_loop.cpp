@@ -65,6 +65,11 @@ EventLoop::~EventLoop() {
   sockets_.release();  // the poller closes it
 }
 
+void EventLoop::forward_with(Forwarder& forwarder) {
+  context_.forwarder = &forwarder;
+  poller_.add(forwarder.descriptor(), forwarder, SocketPoller::Interest::input);
+}
+
 void EventLoop::run() {
   wait_for_signal();
   wait_for_requests();

@@ -36,6 +36,7 @@ class EventLoop final : public ConnectionOwner {
   EventLoop& operator=(const EventLoop&) = delete;
 
   void observe(TrafficObserver& observer) noexcept { context_.observer = &observer; }
+  void forward_with(Forwarder& forwarder);
   void on_signal(int signal, std::function<void()> action);
   void on_retired(std::function<void()> action) { on_retired_ = std::move(action); }
   void run();

@@ -119,8 +119,8 @@ bool Exchange::read_chunked_body(TimePoint now) {
   return false;
 }
 
-// Passes a complete request to the handler and its answer to the output.
-void Exchange::serve(std::size_t body_size, std::size_t request_size, TimePoint now) {
+// The request at the start of the input.
+Request Exchange::request_of(std::size_t body_size) noexcept {
   const auto bytes = input_.view();
   // The buffer may have moved since the head was parsed; method and target begin the head, which
   // starts with the method.
@@ -134,13 +134,27 @@ void Exchange::serve(std::size_t body_size, std::size_t request_size, TimePoint 
   request.version = head_.version;
   request.has_if_modified_since = head_.has_if_modified_since;
   request.has_if_none_match = head_.has_if_none_match;
+  request.can_be_forwarded = context_.forwarder != nullptr;
+  return request;
+}
 
-  context_.answer(request, now);
-
+Framing Exchange::framing_of(const Request& request) const noexcept {
   Framing framing;
   framing.head_request = request.method == "HEAD";
   framing.keep_alive = head_.keep_alive && !context_.draining;
   framing.name_keep_alive = head_.version == 10;
+  return framing;
+}
+
+// Passes a complete request to the handler and its answer to the output.
+void Exchange::serve(std::size_t body_size, std::size_t request_size, TimePoint now) {
+  const Request request = request_of(body_size);
+  context_.answer(request, now);
+  if (context_.response.forward != nullptr) {
+    begin_forward(request, request_size, now);
+    return;
+  }
+  const Framing framing = framing_of(request);
   input_.consume(request_size);
   linger_ = !input_.empty();
   next_request(now);

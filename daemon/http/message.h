@@ -10,6 +10,8 @@
 #include <string>
 #include <string_view>
 
+#include "daemon/http/forward.h"
+
 namespace vsd::http {
 
 // The longest method that is served, here and in declarations: what the record that scripts read it
@@ -37,6 +39,7 @@ struct Request {
   int version = 11;                             // 10 or 11 for HTTP/1.0 and 1.1
   bool has_if_modified_since = false;
   bool has_if_none_match = false;
+  bool can_be_forwarded = false;  // Response::forward may be set
 };
 
 // How an answer goes wrong on purpose, for those who test clients.
@@ -62,7 +65,8 @@ struct Response {
                                        // 0: as configured
   std::chrono::milliseconds delay{0};  // service time: send no earlier than this after receipt
   Fault fault = Fault::none;
-  std::uint32_t bytes_per_second = 0;  // of Fault::slow; above 0 then
+  std::uint32_t bytes_per_second = 0;       // of Fault::slow; above 0 then
+  std::unique_ptr<ForwardRequest> forward;  // if set, a backend answers instead
 
   // Not a service but vsd answers, with a text for people: the request cannot be served.
   bool is_refusal = false;
@@ -71,6 +75,7 @@ struct Response {
   static constexpr std::uint32_t kNoService = ~std::uint32_t{0};
   std::uint32_t service = kNoService;  // number of the service that answers
   std::string nearest;                 // services that came nearest when none did, a line each
+  std::uint64_t streamed = 0;          // bytes of a backend's body, which is not kept in `body`
 
   // The answer, or a part of it, is sent later.
   [[nodiscard]] bool is_held() const noexcept { return delay.count() > 0 || fault == Fault::slow; }
@@ -83,9 +88,11 @@ struct Response {
     keep_alive = std::chrono::seconds{0};
     delay = std::chrono::milliseconds{0};
     fault = Fault::none;
+    forward.reset();
     is_refusal = false;
     service = kNoService;
     nearest.clear();
+    streamed = 0;
   }
 };
 
@@ -99,6 +106,11 @@ class RequestHandler {
 
   // `response` comes cleared.
   virtual void handle(const Request& request, Response& response) = 0;
+
+  // A request that handle() left to a backend has its answer, `duration` after it was read: the
+  // status and the number of bytes that the client is sent.
+  virtual void forwarded(const Request& /*request*/, const Response& /*response*/,
+                         std::chrono::steady_clock::duration /*duration*/) {}
 };
 
 }  // namespace vsd::http

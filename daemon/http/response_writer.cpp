@@ -66,6 +66,7 @@ constexpr auto kReasons = std::to_array<Reason>({
     {504, "Gateway Timeout"},
     {505, "HTTP Version Not Supported"},
     {507, "Insufficient Storage"},
+    {508, "Loop Detected"},
     {511, "Network Authentication Required"},
 });
 
@@ -112,6 +113,23 @@ void append_status_line(std::string& out, const Response& response) {
     out += reason_phrase(response.status);
   }
   out += "\r\n";
+}
+
+// What tells the client where the body ends, if no line of the handler's does.
+void append_framing(std::string& out, const Response& response, Framing::Body body) {
+  switch (body) {
+    case Framing::Body::known:
+      out += "Content-Length: ";
+      append_number(out, response.body.size());
+      out += "\r\n";
+      break;
+    case Framing::Body::chunked:
+      out += "Transfer-Encoding: chunked\r\n";
+      break;
+    case Framing::Body::announced:
+    case Framing::Body::to_end:
+      break;
+  }
 }
 
 // What the handler's own lines say; those about the connection and the framing are left out.
@@ -179,17 +197,16 @@ WrittenHead append_head(std::string& out, const Response& response, const Framin
   const int status = effective_status(response);
   const bool bodiless = status / 100 == 1 || status == 204 || status == 304;
   append_status_line(out, response);
-  const auto found =
-      append_handler_headers(out, response.headers, bodiless || framing.head_request);
+  const auto found = append_handler_headers(
+      out, response.headers,
+      bodiless || framing.head_request || framing.body != Framing::Body::known);
   if (!found.has_date) {
     out += "Date: ";
     out += date;
     out += "\r\n";
   }
   if (!bodiless && !found.has_length) {
-    out += "Content-Length: ";
-    append_number(out, response.body.size());
-    out += "\r\n";
+    append_framing(out, response, framing.body);
   }
   // No answer is interim here; a client that takes a 1xx for one would wait for more.
   const bool keep_alive = framing.keep_alive && !found.wants_close && status / 100 != 1;

@@ -2,6 +2,7 @@
 // contradict the framing, and the framing's own.
 #pragma once
 
+#include <cstdint>
 #include <string>
 #include <string_view>
 
@@ -10,6 +11,15 @@
 namespace vsd::http {
 
 struct Framing {
+  // How the client finds the end of the body.
+  enum class Body : std::uint8_t {
+    known,      // by a length, that of Response::body
+    announced,  // by the Content-Length among the handler's lines
+    chunked,
+    to_end,  // the connection ends with it
+  };
+
+  Body body = Body::known;
   bool head_request = false;  // headers as for GET, no body
   bool keep_alive = true;
   bool name_keep_alive = false;  // HTTP/1.0 clients are told that the connection stays

@@ -14,6 +14,10 @@ void Server::observe(TrafficObserver& observer) {
   loop_->observe(observer);
 }
 
+void Server::forward_with(Forwarder& forwarder) {
+  loop_->forward_with(forwarder);
+}
+
 void Server::on_signal(int signal, std::function<void()> action) {
   loop_->on_signal(signal, std::move(action));
 }

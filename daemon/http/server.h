@@ -36,6 +36,10 @@ class Server {
   // Tells `observer`, which must outlive the server, of the traffic.
   void observe(TrafficObserver& observer);
 
+  // Has `forwarder`, which must outlive the server, pass on what backends answer. Without one such
+  // requests are answered 502. Throws std::system_error.
+  void forward_with(Forwarder& forwarder);
+
   // Calls `action` from run() when the process has received `signal`.
   void on_signal(int signal, std::function<void()> action);
 

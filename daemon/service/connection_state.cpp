@@ -122,6 +122,16 @@ void ConnectionState::begin(const ServiceView& service, const http::Request& req
   fill(service, request);
 }
 
+void ConnectionState::link_forward(int protocol) {
+  forward_.fd = -1;
+  forward_.proto_type = static_cast<char>(protocol);
+  forward_.flag = VSD_FLAG_FORWARDED;
+  forward_.scptr = record_.scptr;
+  forward_.template_id_used = record_.template_id_used;
+  forward_.conn_link = &record_;
+  record_.conn_link = &forward_;
+}
+
 void ConnectionState::fill(const ServiceView& service, const http::Request& request) {
   VariableTable& table = current_->table;
   for (const RequestRow& row : service.requests()) {
@@ -176,6 +186,7 @@ void ConnectionState::end() noexcept {
   current_->table.reset();
   release_response();
   record_.cur_buf = nullptr;
+  record_.conn_link = nullptr;
   record_.scptr = nullptr;
   record_.uvtable = nullptr;
   current_ = nullptr;

@@ -51,6 +51,12 @@ class ConnectionState {
 
   [[nodiscard]] connection& record() { return record_; }
   [[nodiscard]] const connection& record() const { return record_; }
+  // Links the record of a forward to the current one: the request goes to the backend of the
+  // response that `template_id_used` names. `protocol` is one of VSD_PROTO_*.
+  void link_forward(int protocol);
+  // A script has asked for the backend's answer instead of the service's own.
+  [[nodiscard]] bool wants_forward() const { return (record_.flag & VSD_FLAG_FORWARDED) != 0; }
+
   // A script has reset the client's connection.
   [[nodiscard]] bool is_reset() const { return record_.fd < 0 && socket_ >= 0; }
   // What wz_get_url returns while it may be called: the request target, NUL-terminated.
@@ -90,7 +96,8 @@ class ConnectionState {
   std::unique_ptr<http::Session>* session_ = &own_session_;
   std::unique_ptr<http::Session> own_session_;  // for requests without a connection
   HostConnection record_{};
-  int socket_ = -1;  // the client's
+  connection forward_{};  // conn_link of a forwarded request
+  int socket_ = -1;       // the client's
   LoadMeter load_;
   RequestBlocks blocks_;
   std::string head_;  // NUL-terminated copies: what follows them in the connection's buffer is

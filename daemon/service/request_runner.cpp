@@ -5,6 +5,7 @@
 #include <algorithm>
 #include <utility>
 
+#include "daemon/forward/forward_headers.h"
 #include "daemon/service/response_head.h"
 
 namespace vsd {
@@ -13,6 +14,14 @@ namespace {
 constexpr std::string_view kScriptFailed = "The script of this service failed.\n";
 constexpr std::string_view kOutOfService =
     "This service is out of service until the next reload, because its script failed too often.\n";
+
+constexpr std::string_view kHttpOnly = "Only HTTP requests can be forwarded.\n";
+constexpr std::string_view kLoop = "This request has come back to where it was forwarded.\n";
+
+// Backends wait for the length of such a request's body even if there is none.
+bool announces_body(std::string_view method) {
+  return method == "POST" || method == "PUT" || method == "PATCH";
+}
 
 void answer_with_text(int status, std::string_view text, http::Response& response) {
   response.status = status;
@@ -51,7 +60,6 @@ ServiceRunner::ServiceRunner(const ServiceImage& image, std::vector<Script> scri
 }
 
 void ServiceRunner::handle(const http::Request& request, http::Response& response) {
-  last_service_ = {};
   const ServiceMatch match = matcher_.match(request);
   switch (match.outcome) {
     case ServiceMatch::Outcome::found:
@@ -84,7 +92,6 @@ void ServiceRunner::answer_no_match(const http::Request& request, http::Response
 
 void ServiceRunner::serve(const ServiceView& service, const http::Request& request,
                           http::Response& response) {
-  last_service_ = service.name();
   const std::size_t number = image_.index_of(service);
   response.service = static_cast<std::uint32_t>(number);
   if (states_[number].out_of_service.load(std::memory_order_relaxed)) {
@@ -110,8 +117,15 @@ void ServiceRunner::serve(const ServiceView& service, const http::Request& reque
     return;
   }
   state_.record().template_id_used = static_cast<int>(chosen - service.responses().data());
+  if (chosen->forward.is_set) {
+    state_.link_forward(chosen->forward.is_tls ? VSD_PROTO_HTTPS : VSD_PROTO_HTTP);
+  }
   if (!guard_.run(script.pre_send(), static_cast<std::uint32_t>(number), Hook::pre_send)) {
     answer_with_text(500, kScriptFailed, response);
+    return;
+  }
+  if (chosen->forward.is_set && (!chosen->forward.on_request || state_.wants_forward())) {
+    forward(service, *chosen, request, response);
     return;
   }
   evaluator_.append(service.text(chosen->body), service.body_pieces(*chosen), state_.record(),
@@ -126,6 +140,57 @@ void ServiceRunner::serve(const ServiceView& service, const http::Request& reque
   if (!refused_.empty()) {
     log_refused();
   }
+}
+
+// Leaves the request to the backend. What the service and its script set of the answer goes with
+// it, to be added to the backend's.
+void ServiceRunner::forward(const ServiceView& service, const ResponseRow& row,
+                            const http::Request& request, http::Response& response) {
+  const UrlDynamicData* const script = state_.record().url_data;
+  const std::string_view added =
+      script != nullptr && script->forward_req_header != nullptr
+          ? std::string_view(script->forward_req_header,
+                             static_cast<std::size_t>(script->forward_req_header_len))
+          : "";
+  ForwardedHead head = forwarded_head(request.head, added, request.version, refused_);
+  if (!request.can_be_forwarded) {
+    answer_with_text(502, kHttpOnly, response);
+    return;
+  }
+  if (head.hops >= kMostHops) {
+    answer_with_text(508, kLoop, response);
+    return;
+  }
+  // Declared for no status of its own: the backend's stays unless the script sets one.
+  merge_response_head({0, "", service.text(row.headers)}, script, response, refused_);
+  auto forward = std::make_unique<http::ForwardRequest>();
+  forward->origin = row.forward.origin.length > 0 ? service.text(row.forward.origin) : own_origin_;
+  if (row.forward.target.length > 0) {
+    condition_.clear();
+    evaluator_.append(service.text(row.forward.target), service.target_pieces(row.forward),
+                      state_.record(), condition_);
+    append_target(forward->target, condition_);
+  } else {
+    forward->target = request.target;
+  }
+  forward->method = request.method;
+  forward->headers = std::move(head.lines);
+  forward->has_body = !request.body.empty() || announces_body(request.method);
+  forward->verify_peer = row.forward.verifies_peer;
+  forward->connect_timeout = std::chrono::milliseconds(row.forward.connect_timeout);
+  forward->read_timeout = std::chrono::milliseconds(row.forward.read_timeout);
+  forward->status = std::exchange(response.status, 200);
+  forward->status_line.swap(response.status_line);
+  forward->answer_headers.swap(response.headers);
+  forward->keep_alive = std::chrono::seconds(std::max(state_.record().keep_alive_timeout, 0));
+  response.forward = std::move(forward);
+  if (!refused_.empty()) {
+    log_refused();
+  }
+}
+
+std::string_view ServiceRunner::service_name(std::uint32_t number) const {
+  return number < image_.size() ? image_.service(number).name() : std::string_view();
 }
 
 // The first response in the order declared whose condition holds; one without a condition always

@@ -28,14 +28,19 @@ class ServiceRunner final : public http::RequestHandler {
   // Whether the answer to a request that no service fits says which came nearest.
   void set_match_detail(bool on) { match_detail_ = on; }
 
+  // Where our own services are reached, for those that forward to them: "http://127.0.0.1:8080".
+  void set_own_origin(std::string origin) { own_origin_ = std::move(origin); }
+
   void handle(const http::Request& request, http::Response& response) override;
 
-  // The name of the service that the last request reached; empty: none.
-  [[nodiscard]] std::string_view last_service() const noexcept { return last_service_; }
+  // The name of the service with this number; empty for Response::kNoService.
+  [[nodiscard]] std::string_view service_name(std::uint32_t number) const;
 
  private:
   void serve(const ServiceView& service, const http::Request& request, http::Response& response);
   void answer_no_match(const http::Request& request, http::Response& response);
+  void forward(const ServiceView& service, const ResponseRow& row, const http::Request& request,
+               http::Response& response);
   const ResponseRow* choose_response(const ServiceView& service);
   bool expansion_fits(const ServiceView& service, const ResponseRow& row);
   void log_refused();
@@ -45,7 +50,7 @@ class ServiceRunner final : public http::RequestHandler {
   ScriptGuard& guard_;
   const ServiceStates& states_;
   bool match_detail_ = true;
-  std::string_view last_service_;
+  std::string own_origin_;
   ServiceMatcher matcher_;
   ConnectionState state_;
   TemplateEvaluator evaluator_;

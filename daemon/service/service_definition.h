@@ -7,6 +7,7 @@
 
 #include <cstdint>
 #include <filesystem>
+#include <optional>
 #include <string>
 #include <variant>
 #include <vector>
@@ -128,6 +129,19 @@ struct ConditionDefinition {
   bool negated = false;
 };
 
+// The backend that answers instead of a response.
+struct ForwardDefinition {
+  std::string origin;    // "http://host:port"; empty for our own listener
+  bool is_self = false;  // our own listener
+  std::string host;      // "self" for our own
+  std::uint16_t port = 0;
+  bool is_tls = false;
+  std::string target;       // a template; empty: the request's own
+  int connect_timeout = 0;  // milliseconds
+  int read_timeout = 0;     // milliseconds without a byte
+  bool verifies_peer = true;
+};
+
 struct ResponseDefinition {
   std::string name;
   int line = 0;
@@ -142,6 +156,7 @@ struct ResponseDefinition {
   std::string equals;
   http::Fault fault = http::Fault::none;
   std::uint32_t bytes_per_second = 0;           // of Fault::slow
+  std::optional<ForwardDefinition> forward;     // goes before the text, if the service allows
   std::vector<ConditionDefinition> conditions;  // which the request must fulfil too
 
   [[nodiscard]] bool is_conditional() const { return has_when || !conditions.empty(); }

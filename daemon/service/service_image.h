@@ -81,6 +81,9 @@ class ServiceView {
   [[nodiscard]] std::span<const TemplatePiece> body_pieces(const ResponseRow& response) const {
     return response.body_pieces.in(record_);
   }
+  [[nodiscard]] std::span<const TemplatePiece> target_pieces(const ForwardRow& forward) const {
+    return forward.target_pieces.in(record_);
+  }
   [[nodiscard]] std::span<const TemplatePiece> when_pieces(const ResponseRow& response) const {
     return response.when_pieces.in(record_);
   }

@@ -307,6 +307,20 @@ class ServiceBuilder {
     }));
   }
 
+  ForwardRow forward_row(const ForwardDefinition& forward, bool has_text) {
+    ForwardRow row;
+    row.is_set = true;
+    row.on_request = has_text;
+    row.is_tls = forward.is_tls;
+    row.verifies_peer = forward.verifies_peer;
+    row.origin = pool_.add(forward.origin);
+    row.target = pool_.add(forward.target);
+    row.target_pieces = compile(forward.target);
+    row.connect_timeout = forward.connect_timeout;
+    row.read_timeout = forward.read_timeout;
+    return row;
+  }
+
   void add_responses() {
     std::vector<ResponseRow> rows;
     const TextRef no_host = pool_.add("");
@@ -328,6 +342,13 @@ class ServiceBuilder {
       row.conditions = add_conditions(response.conditions);
       row.status = response.status;
       row.seen_by_library = {no_host.offset, 0, 0, response.trace_level};
+      if (const auto& forward = response.forward) {
+        row.forward = forward_row(*forward, !response.file.empty());
+        const TextRef host = pool_.add(forward->host);
+        row.seen_by_library.backend_host_name = host.offset;
+        row.seen_by_library.backend_host_name_len = static_cast<int>(host.length);
+        row.seen_by_library.backend_port = forward->port;
+      }
       row.fault = response.fault;
       row.bytes_per_second = response.bytes_per_second;
     }

@@ -11,6 +11,7 @@
 #include "daemon/service/behaviour_declarations.h"
 #include "daemon/service/declaration_fields.h"
 #include "daemon/service/declaration_splitter.h"
+#include "daemon/service/forward_declaration.h"
 #include "daemon/service/match/condition_declaration.h"
 #include "daemon/service/match/url_pattern.h"
 #include "daemon/service/service_loader.h"
@@ -205,7 +206,8 @@ class ServiceReader {
     response.name = fields.name();
     response.line = line_;
     read_fault(fields, report_, response);
-    if (needs_template(response.fault) || fields.has("file")) {
+    read_forward(fields, report_, response);
+    if ((needs_template(response.fault) && !response.forward) || fields.has("file")) {
       response.text = read_named_file(fields, "file", service_.folder, report_, response.file);
     }
     response.trace_level = fields.number("trace", 0, kMaxTraceLevel, -1);

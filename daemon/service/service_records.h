@@ -120,6 +120,18 @@ struct ConditionRow {
   std::uint32_t xpath = kNotCompiled;  // which a worker finds the compiled form
 };
 
+struct ForwardRow {
+  bool is_set = false;
+  bool on_request = false;  // only if the script asks; else the response's own text is sent
+  bool is_tls = false;
+  bool verifies_peer = true;
+  TextRef origin;  // empty: our own listener
+  TextRef target;  // a template; empty: the request's own
+  Rows<TemplatePiece> target_pieces;
+  int connect_timeout = 0;  // milliseconds
+  int read_timeout = 0;     // milliseconds
+};
+
 struct ResponseRow {
   TextRef name;
   TextRef content_type_line;  // "Content-Type: ...", CR LF
@@ -135,6 +147,7 @@ struct ResponseRow {
   Cr_file_seg seen_by_library{};  // also in the array that scontents.cr_resp_file_idx leads to
   http::Fault fault = http::Fault::none;
   std::uint32_t bytes_per_second = 0;
+  ForwardRow forward;
 
   [[nodiscard]] bool is_conditional() const { return has_when || conditions.count > 0; }
 };

@@ -437,7 +437,8 @@ WZ_API int wz_reset_connection(void);
  */
 WZ_API char *wz_http_forward_req(char *server_addr, int proto, int *len);
 
-/** Has the backend's response sent to the client. Both arguments are ignored. Returns 0. */
+/** Has the backend's response sent to the client, where the host would send one of its own. Both
+ * arguments are ignored. Returns 0. */
 WZ_API int wz_http_send_forward_rep_to_client(char *response_buf, int len);
 
 /* ---- response ---- */

@@ -1,7 +1,9 @@
 // Values that vsd makes up, and what scripts do to connections, through a real vsd.
 #include <gtest/gtest.h>
 
+#include <algorithm>
 #include <cerrno>
+#include <cmath>
 #include <map>
 #include <regex>
 #include <set>
@@ -123,6 +125,49 @@ TEST(ParametersEndToEnd, UniqueDatesOfSeveralWorkersDiffer) {
     seconds.insert(first);
   }
   EXPECT_EQ(seconds.size(), 40U);
+  EXPECT_EQ(vsd.stop(), 0);
+}
+
+// The modes that scripts ask for. What mode 4 answers tells which load it saw.
+TEST(ParametersEndToEnd, ServiceTimesFollowTheLoad) {
+  const TemporaryFolder root;
+  root.write("correlation/p/s/services/t/service.wz",
+             "wz_service(t, url=\"/t\"); wz_response(ok, file=\"r.txt\"); wz_scratch_var(t);\n");
+  root.write("correlation/p/s/services/t/r.txt", "{t}");
+  root.write("correlation/p/s/services/t/script.c",
+             "#include <stdio.h>\n#include <wz/wz_script.h>\n"
+             "void post_recv(void) {\n"
+             "  char text[200]; long sum = 0; int i, inside = 0;\n"
+             "  for (i = 0; i < 1000; i++) {\n"
+             "    int even = wz_get_svc_time(3, 10, 20);\n"
+             "    sum += wz_get_svc_time(1, 0, 0); inside += even >= 10 && even < 20; }\n"
+             "  snprintf(text, sizeof text, \"%d %d %d %d %d %ld\",\n"
+             "           wz_get_svc_time(4, 1000000, 100000000), wz_get_svc_time(0, 7, 9),\n"
+             "           wz_get_svc_time(2, 7, 9), wz_get_svc_time(5, 7, 9), inside, sum / 1000);\n"
+             "  wz_save_string(text, \"t\");\n}\n");
+  VsdProcess vsd(root.path(), "WORKERS 1\nMAX_LOAD 400\nSVC_TIME_MEAN 300\nRANDOM_SEED 4\n");
+  HttpClient client;
+  double highest = 0;
+  for (int served = 1; served <= 200; ++served) {
+    std::istringstream body(client.get(vsd.url("/t")).body);
+    double by_load = 0;
+    int none = -1;
+    int fixed = 0;
+    int unknown = 0;
+    int inside = 0;
+    int mean = 0;
+    ASSERT_TRUE(body >> by_load >> none >> fixed >> unknown >> inside >> mean);
+    const double load = 400 * std::log(by_load / 1e6) / std::log(100);
+    EXPECT_NEAR(load, std::round(load), 0.001);
+    EXPECT_TRUE(load > 0.9 && load < served + 0.1) << load << " of " << served;
+    highest = std::max(highest, load);
+    EXPECT_EQ(none, 0);
+    EXPECT_EQ(fixed, 7);
+    EXPECT_EQ(unknown, -1);
+    EXPECT_EQ(inside, 1000);
+    EXPECT_NEAR(mean, 300, 60);  // six standard errors
+  }
+  EXPECT_GT(highest, 2.9) << "the load has never shown";
   EXPECT_EQ(vsd.stop(), 0);
 }
 

@@ -4,6 +4,7 @@
 #include <arpa/inet.h>
 #include <gtest/gtest.h>
 #include <netinet/tcp.h>
+#include <poll.h>
 #include <sys/socket.h>
 #include <unistd.h>
 
@@ -22,10 +23,13 @@ class RawClient {
     address.sin_port = htons(static_cast<std::uint16_t>(port));
     address.sin_addr.s_addr = htonl(INADDR_LOOPBACK);
     EXPECT_EQ(::connect(socket_, reinterpret_cast<sockaddr*>(&address), sizeof address), 0);
-    const int on = 1;  // each write a segment of its own
-    ::setsockopt(socket_, IPPROTO_TCP, TCP_NODELAY, &on, sizeof on);
-    const timeval patience{30, 0};  // a missing answer fails the test instead of blocking it
-    ::setsockopt(socket_, SOL_SOCKET, SO_RCVTIMEO, &patience, sizeof patience);
+    set_options();
+  }
+  // The client whose connection waits longest in the queue of `listener`.
+  static RawClient accepted(int listener) {
+    pollfd waiting{listener, POLLIN, 0};
+    EXPECT_EQ(::poll(&waiting, 1, 30000), 1) << "nobody has connected";
+    return {::accept4(listener, nullptr, nullptr, SOCK_CLOEXEC), Owned{}};
   }
   RawClient(const RawClient&) = delete;
   RawClient& operator=(const RawClient&) = delete;
@@ -69,7 +73,40 @@ class RawClient {
     return text;
   }
 
+  // Sends what there is room for now.
+  [[nodiscard]] std::size_t send_some(std::string_view bytes) const {
+    const ssize_t sent = ::send(socket_, bytes.data(), bytes.size(), MSG_NOSIGNAL | MSG_DONTWAIT);
+    return sent > 0 ? static_cast<std::size_t>(sent) : 0;
+  }
+  // What has arrived, waiting only while nothing has.
+  [[nodiscard]] std::string receive_some() const {
+    std::string bytes(1 << 20, '\0');
+    const ssize_t count = ::recv(socket_, bytes.data(), bytes.size(), 0);
+    bytes.resize(count > 0 ? static_cast<std::size_t>(count) : 0);
+    return bytes;
+  }
+  // Sends without end until the other side has gone; false after `most` bytes.
+  [[nodiscard]] bool send_until_reset(std::size_t most) const {
+    const std::string block(65536, 'x');
+    for (std::size_t sent = 0; sent < most; sent += block.size()) {
+      if (::send(socket_, block.data(), block.size(), MSG_NOSIGNAL) < 0) {
+        return errno == EPIPE || errno == ECONNRESET;
+      }
+    }
+    return false;
+  }
+
  private:
+  struct Owned {};
+  RawClient(int socket, Owned) : socket_(socket) { set_options(); }
+
+  void set_options() const {
+    const int on = 1;  // each write a segment of its own
+    ::setsockopt(socket_, IPPROTO_TCP, TCP_NODELAY, &on, sizeof on);
+    const timeval patience{30, 0};  // a missing answer fails the test instead of blocking it
+    ::setsockopt(socket_, SOL_SOCKET, SO_RCVTIMEO, &patience, sizeof patience);
+  }
+
   int socket_;
 };
 
