@@ -1,10 +1,13 @@
 // Workers that fail, services that change, and the end of the daemon, through a real vsd.
 #include <gtest/gtest.h>
+#include <sys/socket.h>
+#include <sys/un.h>
 
 #include <atomic>
 #include <memory>
 #include <thread>
 
+#include "daemon/file_descriptor.h"
 #include "tests/support/capture.h"
 #include "tests/support/http_client.h"
 #include "tests/support/raw_client.h"
@@ -227,6 +230,49 @@ TEST_F(Supervision, LogsAreReopenedAndAFullDiskStopsNothing) {
   EXPECT_TRUE(answers(other, "/good", "old\n"));
   EXPECT_TRUE(answers(other, "/good", "old\n"));
   EXPECT_TRUE(contains(full.log(), "cannot write /dev/full: No space left on device\n"));
+}
+
+// The datagrams that a service manager gets.
+class ServiceManager {
+ public:
+  explicit ServiceManager(const std::filesystem::path& path)
+      : socket_(::socket(AF_UNIX, SOCK_DGRAM | SOCK_CLOEXEC, 0)) {
+    sockaddr_un address{};
+    address.sun_family = AF_UNIX;
+    path.string().copy(address.sun_path, sizeof address.sun_path - 1);
+    const timeval patience{20, 0};
+    setsockopt(socket_.get(), SOL_SOCKET, SO_RCVTIMEO, &patience, sizeof patience);
+    EXPECT_EQ(bind(socket_.get(), reinterpret_cast<sockaddr*>(&address), sizeof address), 0);
+    setenv("NOTIFY_SOCKET", path.c_str(), 1);
+  }
+  ServiceManager(const ServiceManager&) = delete;
+  ServiceManager& operator=(const ServiceManager&) = delete;
+  ~ServiceManager() { unsetenv("NOTIFY_SOCKET"); }
+
+  // The first line of the next message.
+  std::string next() const {
+    std::string message(1000, '\0');
+    const ssize_t size = recv(socket_.get(), message.data(), message.size(), 0);
+    message.resize(size > 0 ? static_cast<std::size_t>(size) : 0);
+    return message.substr(0, message.find('\n'));
+  }
+
+ private:
+  FileDescriptor socket_;
+};
+
+TEST_F(Supervision, TheServiceManagerIsToldAndA404MayHideTheServices) {
+  const wz::test::TemporaryFolder place;
+  const ServiceManager manager(place.path() / "notify");
+  VsdProcess vsd(root_.path(), "MATCH_DETAIL OFF\n");
+  EXPECT_EQ(manager.next(), "READY=1");
+  const RawClient client(vsd.port());
+  EXPECT_TRUE(answers(client, "/go", "No service fits this request.\n"));
+  vsd.signal(SIGHUP);
+  EXPECT_EQ(manager.next(), "RELOADING=1");
+  EXPECT_EQ(manager.next(), "READY=1");
+  EXPECT_EQ(vsd.stop(), 0);
+  EXPECT_EQ(manager.next(), "STOPPING=1");
 }
 
 }  // namespace
