@@ -29,16 +29,20 @@ ServiceKey key_of(const std::filesystem::path& folder, std::string name) {
   return {(subproject.parent_path().filename() / subproject.filename()).string(), std::move(name)};
 }
 
+ServiceRows::ServiceRows(std::size_t capacity)
+    : capacity_(capacity), keys_(kOthers + 1), ids_(static_cast<int>(capacity)) {}
+
 std::uint32_t ServiceRows::row_of(const ServiceKey& key) {
-  const auto found = std::find(keys_.begin() + 2, keys_.end(), key);
-  if (found == keys_.end()) {
+  const std::string name = key.project + '\n' + key.name;
+  int id = ids_.find(name);
+  if (id < 0) {
     if (keys_.size() >= capacity_) {
       return kOthers;
     }
     keys_.push_back(key);
-    return static_cast<std::uint32_t>(keys_.size() - 1);
+    id = ids_.add(name);
   }
-  return static_cast<std::uint32_t>(found - keys_.begin());
+  return kOthers + 1 + static_cast<std::uint32_t>(id);
 }
 
 std::vector<std::uint32_t> ServiceRows::rows_of(const std::vector<ServiceDefinition>& services) {

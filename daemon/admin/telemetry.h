@@ -10,6 +10,7 @@
 #include "daemon/admin/journal.h"
 #include "daemon/admin/traffic_counters.h"
 #include "daemon/http/traffic_observer.h"
+#include "daemon/name_ids.h"
 #include "daemon/process/worker_status.h"
 #include "daemon/service/service_definition.h"
 
@@ -19,8 +20,6 @@ namespace vsd {
 struct ServiceKey {
   std::string project;  // "demo/shop"
   std::string name;
-
-  friend bool operator==(const ServiceKey&, const ServiceKey&) = default;
 };
 
 // The key of a service by its folder, <project>/<subproject>/services/<service>.
@@ -33,7 +32,7 @@ class ServiceRows {
   static constexpr std::uint32_t kNoService = 0;  // requests that reached no service
   static constexpr std::uint32_t kOthers = 1;     // of services that found no row any more
 
-  explicit ServiceRows(std::size_t capacity) : capacity_(capacity), keys_(2) {}
+  explicit ServiceRows(std::size_t capacity);
 
   [[nodiscard]] std::uint32_t row_of(const ServiceKey& key);
   // One per service, in their order.
@@ -44,6 +43,7 @@ class ServiceRows {
  private:
   std::size_t capacity_;
   std::vector<ServiceKey> keys_;
+  NameIds ids_;  // of the keys behind the first two
 };
 
 struct Telemetry {

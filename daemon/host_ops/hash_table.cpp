@@ -1,14 +1,12 @@
 // Name lookup in a service image, and the growable tables that the library keeps for itself.
 #include <wz/vsd_host.h>
-#include <wz/wzlb_get_norm_obj_id.h>
 
-#include <algorithm>
 #include <deque>
-#include <string>
 #include <string_view>
 
 #include "daemon/host_ops/generated_value.h"
 #include "daemon/host_ops/resolved_name.h"
+#include "daemon/name_ids.h"
 #include "daemon/service/name_table.h"
 
 namespace vsd {
@@ -19,45 +17,16 @@ ResolvedName& resolved() noexcept {
   return last;
 }
 
-// Keys to the numbers of their arrival.
-class KeyIndex {
- public:
-  KeyIndex() { wzlb_init_norm_id_table_v2(&table_, kHeads, kTextBytes); }
-  KeyIndex(const KeyIndex&) = delete;
-  KeyIndex& operator=(const KeyIndex&) = delete;
-  ~KeyIndex() { wzlb_obj_hash_destroy(&table_); }
-
-  // -1 when there is none.
-  int find(std::string_view key) {
-    put(key);
-    return std::max(wzlb_get_norm_id(&table_, text_.data(), static_cast<int>(text_.size())), -1);
-  }
-  // The number that the key has, or now gets.
-  int add(std::string_view key) {
-    put(key);
-    return static_cast<int>(
-        wzlb_get_or_gen_norm_id(&table_, text_.data(), static_cast<int>(text_.size()), nullptr));
-  }
-
- private:
-  static constexpr int kHeads = 256;
-  static constexpr int kTextBytes = 16 * 1024;  // more is asked for as needed
-
-  // The table wants a NUL behind its strings and takes no empty one, hence the sign in front.
-  void put(std::string_view key) { text_.assign(1, '=').append(key); }
-
-  NormObjKey table_{};
-  std::string text_;
-};
+constexpr int kUsualKeys = 256;
 
 // The tables live as long as the process: there is no operation that ends one.
-KeyIndex* new_index() {
-  static std::deque<KeyIndex> all;
-  return &all.emplace_back();
+NameIds* new_index() {
+  static std::deque<NameIds> all;
+  return &all.emplace_back(kUsualKeys);
 }
 
-KeyIndex* index_of(VsdHashTable* table) {
-  return table == nullptr ? nullptr : static_cast<KeyIndex*>(table->host_data);
+NameIds* index_of(VsdHashTable* table) {
+  return table == nullptr ? nullptr : static_cast<NameIds*>(table->host_data);
 }
 
 bool is_key(const char* key, int length) {
@@ -91,7 +60,7 @@ void vsd_hash_table_init(VsdHashTable* table) {
 }
 
 int vsd_hash_table_get(VsdHashTable* table, char* key, int len) {
-  vsd::KeyIndex* index = vsd::index_of(table);
+  vsd::NameIds* index = vsd::index_of(table);
   if (index == nullptr || !vsd::is_key(key, len)) {
     return -1;
   }
@@ -99,7 +68,7 @@ int vsd_hash_table_get(VsdHashTable* table, char* key, int len) {
 }
 
 int vsd_hash_table_add(VsdHashTable* table, char* key, int len) {
-  vsd::KeyIndex* index = vsd::index_of(table);
+  vsd::NameIds* index = vsd::index_of(table);
   if (index == nullptr || !vsd::is_key(key, len)) {
     return -1;
   }
