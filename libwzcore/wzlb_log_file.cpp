@@ -27,10 +27,15 @@ struct OpenFile {
 // the time of change, which makes the kernel write the inode again at each following line.
 bool examine(int fd, OpenFile& file) {
   struct statx found {};
-  if (statx(fd, "", AT_EMPTY_PATH, STATX_SIZE | STATX_INO, &found) != 0) {
+  if (statx(fd, "", AT_EMPTY_PATH, STATX_SIZE | STATX_INO, &found) == 0) {
+    file = {found.stx_size, found.stx_ino};
+    return true;
+  }
+  struct stat old_way {};  // some containers forbid statx
+  if (fstat(fd, &old_way) != 0) {
     return false;
   }
-  file = {found.stx_size, found.stx_ino};
+  file = {static_cast<std::uint64_t>(old_way.st_size), old_way.st_ino};
   return true;
 }
 

@@ -12,11 +12,12 @@ inline constexpr unsigned long long kModuleApi = 512;
 inline constexpr unsigned long long kModuleIndexVar = 8;
 inline constexpr unsigned long long kModuleForward = 2048;
 
-// A host without a configuration record filters inside vsd_debug_log_ex itself.
+// A host without a configuration record, or with no mask in it, filters inside vsd_debug_log_ex.
 inline bool tracing(int level, unsigned long long module) noexcept {
   const VsdGlobalConfig* config = &vsd_global_config;
   if (config != nullptr &&
-      ((level & config->debug_level) == 0 || (module & config->module_mask) == 0)) {
+      ((level & config->debug_level) == 0 || (module & config->module_mask) == 0) &&
+      (config->debug_level != 0 || config->module_mask != 0)) {
     return false;
   }
   return &vsd_debug_log_ex != nullptr;

@@ -287,7 +287,8 @@ typedef struct VsdHashTable {
 } VsdHashTable;
 
 typedef struct VsdGlobalConfig {
-  int debug_level;                /**< level mask of vsd_debug_log_ex; 0: no debug lines */
+  int debug_level; /**< level mask of vsd_debug_log_ex; 0: no debug lines, while there is a
+                        module mask */
   unsigned long long module_mask; /**< module mask of vsd_debug_log_ex */
   double g_sys_max_load;          /**< the g_req_count that is full load, above 0 */
 } VsdGlobalConfig;
@@ -318,7 +319,8 @@ VSD_HOST_SYMBOL extern char g_wdir[1024];
 VSD_HOST_SYMBOL extern FILE *g_err_log;
 /** Whether scripts trace where neither response nor service has a level: above 0 they do. */
 VSD_HOST_SYMBOL extern int vsd_debug_trace_log_value;
-/** Both masks are tested before a debug line's arguments are evaluated. */
+/** Both masks are tested before a debug line's arguments are evaluated, unless both are 0: then the
+ * host is called for every line and filters by itself. */
 VSD_HOST_SYMBOL extern VsdGlobalConfig vsd_global_config;
 /** Data sources of all services, `total_idxds_entries` of them. */
 VSD_HOST_SYMBOL extern vsdIndexDataSource *indexdatasource;

@@ -67,11 +67,10 @@ class UniqueDeclaration : DeclarationReader {
 
   bool read_format(const char* value) {
     int length = 0;
-    const wz_bigbuf_t before = row_.format;
     if (!read_integer_format(value, variable_, row_.format, length, WZ_HERE)) {
       return false;
     }
-    return row_.format == before || read_width(value);
+    return length == 0 || read_width(value);  // 0: there is no good format to look at
   }
 
   // In mode 1 a width may be wrong in more than one way; all of it is told.

@@ -24,13 +24,16 @@ std::array<char, 3> join_sextets(const char* values) noexcept {
           static_cast<char>(sextets[2] << 6 | sextets[3])};
 }
 
-// Encodes a group of three bytes, which its first zero byte ends. No bytes give "AA==".
+// Encodes a group of three bytes, which its first zero byte ends; four zero bits stand before the
+// second byte of a group that begins with one.
 std::array<char, 4> encode_group(const char* input) noexcept {
   const std::size_t count = strnlen(input, 3);
-  const unsigned char nothing[1] = {0};
   std::array<char, 4> text;
-  base64::encode(count > 0 ? as_bytes(input) : nothing, std::max<std::size_t>(count, 1),
+  base64::encode(as_bytes(input), std::max<std::size_t>(count, 2),
                  reinterpret_cast<unsigned char*>(text.data()));
+  if (count < 2) {
+    text[2] = '=';
+  }
   return text;
 }
 

@@ -136,7 +136,8 @@ int wzlb_delete_norm_id_ex(NormObjKey* key, char* in_str, int in_strlen, int* no
     return -1;
   }
   const int id = entry->idx;
-  remove_short(*key, text);
+  // The entry's own text: the caller's may go on behind the length that was compared.
+  remove_short(*key, make_text(*key, key->bigbuf.buffer + entry->str, entry->len));
   if (is_recorded(*key, id)) {
     key->id_name[id] = nullptr;
   }

@@ -279,6 +279,16 @@ TEST(NormId, DeletionOfHeadMiddleAndLoneEntry) {
   EXPECT_EQ(wzlb_delete_norm_id_ex(&table, text, 1, nullptr), 0);
 }
 
+TEST(NormId, DeletionComparesNoMoreThanTheLength) {
+  Table table;
+  table.generate("abc");
+  char longer[] = "abcdef";
+  EXPECT_EQ(wzlb_delete_norm_id_ex(&table, longer, 3, nullptr), 0);
+  char text[] = "abc";
+  EXPECT_EQ(wzlb_get_norm_id(&table, text, 3), -2);
+  EXPECT_EQ(table.recycle("abc"), 0U);
+}
+
 TEST(NormId, DeletionByIndexHidesTheChainUntilTheHeadIsFilled) {
   Table table;
   for (const char* text : {"head", "second"}) {

@@ -155,7 +155,9 @@ int deliver(int out_type, char* out, int out_size, std::string_view text, const 
     }
   }
   if (out_size > 0) {
-    out[text.copy(out, static_cast<std::size_t>(out_size) - 1)] = '\0';
+    const std::size_t last = static_cast<std::size_t>(out_size) - 1;
+    out[text.copy(out, last)] = '\0';
+    out[last] = '\0';  // scripts rely on it, whatever the length
   }
   return 0;
 }
