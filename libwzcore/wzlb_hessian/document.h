@@ -83,16 +83,17 @@ class Document {
   // Begins an element; its number.
   std::size_t open(std::string_view name) {
     nodes_.push_back(Node{.element = element_of(name, version_)});
-    return nodes_.size() - 1;
+    return last();
   }
-  // Likewise, but false for one that has no meaning here.
+  // Likewise for a short name in a longer text, but false for one that has no meaning here.
   bool open_known(std::string_view name) {
-    const Element element = element_of(name, version_);
+    const Element element = element_of_short(name, version_);
     if (element != Element::kUnknown) {
       nodes_.push_back(Node{.element = element});
     }
     return element != Element::kUnknown;
   }
+  [[nodiscard]] std::size_t last() const noexcept { return nodes_.size() - 1; }
   void close(std::size_t number, std::size_t parent) noexcept {
     Node& node = nodes_[number];
     Node& outer = nodes_[parent];

@@ -38,8 +38,6 @@ constexpr std::array<bool, 256> kInName = [] {
   return in_name;
 }();
 
-constexpr std::ptrdiff_t kNameStep = sizeof(__m128i);
-
 }  // namespace
 
 // Each reading function takes the place where something must begin and returns the place behind
@@ -98,8 +96,9 @@ class DocumentReader {
     return at;
   }
   [[nodiscard]] const char* skip_declaration(const char* at) const noexcept {
-    for (const std::string_view declaration :
-         {"<?xml version=\"1.0\" encoding=\"UTF-8\"?>", "<?xml version=\"1.0\"?>"}) {
+    constexpr std::string_view kDeclarations[] = {"<?xml version=\"1.0\" encoding=\"UTF-8\"?>",
+                                                  "<?xml version=\"1.0\"?>"};
+    for (const std::string_view declaration : kDeclarations) {
       if (is(at, declaration)) {
         return at + declaration.size();
       }
@@ -117,19 +116,17 @@ class DocumentReader {
     return at;
   }
 
-  // The same for a known element with no attributes, whose characters need no look at each.
-  const char* open_known(const char* at) {
-    if (end_ - at < kNameStep) {
-      return at;
+  // Begins an element of a short known name without attributes, whose characters need no look at
+  // each. The size of the name, 0 for others.
+  std::size_t open_known(const char* at) {
+    if (end_ - at < static_cast<std::ptrdiff_t>(kShortName)) {
+      return 0;
     }
     const __m128i bytes = _mm_loadu_si128(reinterpret_cast<const __m128i*>(at));
     const auto ends =
         static_cast<unsigned>(_mm_movemask_epi8(_mm_cmpeq_epi8(bytes, _mm_set1_epi8('>'))));
-    if (ends == 0) {
-      return at;
-    }
     const auto size = static_cast<std::size_t>(std::countr_zero(ends));
-    return document_.open_known({at, size}) ? at + size : at;
+    return ends != 0 && document_.open_known({at, size}) ? size : 0;
   }
 
   // A start tag and, where only text may follow, everything behind it up to the end tag.
@@ -137,33 +134,33 @@ class DocumentReader {
     if (!is(at, '<') || open_.full()) {
       return nullptr;
     }
-    const char* const start = at + 1;
-    at = open_known(start);
-    if (at == start) {
-      at = skip_name(start);
-      if (at == start) {
-        return nullptr;
-      }
-      document_.open({start, at});
+    ++at;
+    if (const std::size_t size = open_.empty() ? 0 : open_known(at)) {
+      return read_content(at + size + 1, {document_.last(), {at, size}});
     }
-    const std::string_view name(start, at);
-    if (open_.empty() && name != kRoot) {
+    const std::string_view name(at, skip_name(at));
+    if (name.empty() || (open_.empty() && name != kRoot)) {
       return nullptr;
     }
-    const std::size_t number = document_.nodes_.size() - 1;
+    const std::size_t number = document_.open(name);
+    at += name.size();
     if (!is(at, '>')) {
       at = read_attribute(at, number);
       if (at == nullptr || is(at, '/')) {
         return at != nullptr && is(at + 1, '>') ? close(at + 2, number) : nullptr;
       }
     }
-    ++at;
-    if (!is_leaf(document_.nodes_[number].element)) {
-      open_.push({number, name});
+    return read_content(at + 1, {number, name});
+  }
+
+  // Behind a start tag.
+  const char* read_content(const char* at, const Open& element) {
+    if (!is_leaf(document_.nodes_[element.number].element)) {
+      open_.push(element);
       return at;
     }
-    at = read_leaf_text(at, number);
-    return at != nullptr && is(at, "</") ? end_tag(at + 2, name, number) : nullptr;
+    at = read_leaf_text(at, element.number);
+    return at != nullptr && is(at + 1, '/') ? end_tag(at + 2, element) : nullptr;
   }
 
   // One attribute at most, without references, up to the '>' or '/'.
@@ -182,7 +179,7 @@ class DocumentReader {
       return nullptr;
     }
     const std::string_view text = rest(quote + 1);
-    const std::string_view value = text.substr(0, length_without<EscapedBytes>(text, text.size()));
+    const std::string_view value = text.substr(0, length_without<EscapedBytes>(text));
     const char* const value_end = value.data() + value.size();
     if (!std::none_of(value.begin(), value.end(), is_line_blank) || !is(value_end, *quote)) {
       return nullptr;
@@ -195,16 +192,13 @@ class DocumentReader {
   }
 
   // Behind "</".
-  const char* read_end_tag(const char* at) noexcept {
-    const Open element = open_.pop();
-    return end_tag(at, element.name, element.number);
-  }
-  const char* end_tag(const char* at, std::string_view name, std::size_t number) noexcept {
-    if (!is(at, name)) {
+  const char* read_end_tag(const char* at) noexcept { return end_tag(at, open_.pop()); }
+  const char* end_tag(const char* at, const Open& element) noexcept {
+    if (!is(at, element.name)) {
       return nullptr;
     }
-    at = skip_blanks(at + name.size());
-    return is(at, '>') ? close(at + 1, number) : nullptr;
+    at = skip_blanks(at + element.name.size());
+    return is(at, '>') ? close(at + 1, element.number) : nullptr;
   }
   const char* close(const char* at, std::size_t number) noexcept {
     document_.close(number, open_.empty() ? 0 : open_.back().number);
@@ -229,7 +223,10 @@ class DocumentReader {
 
   const char* read_leaf_text(const char* at, std::size_t number) {
     const std::size_t owned = document_.owned_.size();
-    const char* const end = read_text(at);
+    const char* end = skip_plain_text(at);
+    if (end != nullptr && *end != '<') {
+      end = read_text(at);
+    }
     Node& node = document_.nodes_[number];
     if (end == nullptr || node.is_instant) {
       return end;
@@ -265,7 +262,7 @@ class DocumentReader {
   // The next '<' or '&'; null at characters that XML does not have and at the end.
   [[nodiscard]] const char* skip_plain_text(const char* at) const noexcept {
     while (true) {
-      at += length_without<MarkupBytes>(rest(at), rest(at).size());
+      at += length_without<MarkupBytes>(rest(at));
       if (at == end_) {
         return nullptr;
       }

@@ -1,6 +1,9 @@
 #include "libwzcore/wzlb_hessian/elements.h"
 
+#include <emmintrin.h>
+
 #include <array>
+#include <bit>
 #include <cstddef>
 
 #include "libwzcore/wzlb_hessian/hessian2_names.h"
@@ -10,10 +13,17 @@ namespace wz::hessian {
 namespace {
 
 struct Row {
-  std::string_view name;
+  std::string_view name;  // its text has kShortName bytes, whatever its length
   Element element;
   bool in_version_1 = false;
+
+  [[nodiscard]] Element in(int version) const noexcept {
+    return version != 1 || in_version_1 ? element : Element::kUnknown;
+  }
 };
+
+constexpr ElementName kCall{"call"};
+constexpr ElementName kReply{"reply"};
 
 constexpr std::array kRows{
     Row{name::kNull.text(), Element::kNull, true},
@@ -56,9 +66,9 @@ constexpr std::array kRows{
     Row{name::kVersion.text(), Element::kVersion, true},
     Row{name::kHessianVersion.text(), Element::kHessianVersion},
     Row{name::kCall2.text(), Element::kCall},
-    Row{"call", Element::kCall, true},
+    Row{kCall.text(), Element::kCall, true},
     Row{name::kReply2.text(), Element::kReply},
-    Row{"reply", Element::kReply, true},
+    Row{kReply.text(), Element::kReply, true},
     Row{name::kFault.text(), Element::kFault},
     Row{name::kEnvelope.text(), Element::kEnvelope},
     Row{name::kCall1.text(), Element::kFrameCall},
@@ -99,18 +109,34 @@ constexpr Slots kNames = [] {
   }
 }();
 
+// The only row that can have this name; null when none can.
+const Row* likely_row(std::string_view name) noexcept {
+  if (name.size() < kShortestName) {
+    return nullptr;
+  }
+  const std::size_t row = kNames.rows[slot_of(name, kNames.factor)];
+  return row != 0 ? &kRows[row - 1] : nullptr;
+}
+
 }  // namespace
 
 Element element_of(std::string_view name, int version) noexcept {
-  if (name.size() < kShortestName) {
+  const Row* const row = likely_row(name);
+  return row != nullptr && is_same(row->name, name) ? row->in(version) : Element::kUnknown;
+}
+
+Element element_of_short(std::string_view name, int version) noexcept {
+  const Row* const row = likely_row(name);
+  if (row == nullptr || row->name.size() != name.size()) {
     return Element::kUnknown;
   }
-  const std::size_t row = kNames.rows[slot_of(name, kNames.factor)];
-  if (row == 0 || !is_same(kRows[row - 1].name, name) ||
-      (version == 1 && !kRows[row - 1].in_version_1)) {
-    return Element::kUnknown;
-  }
-  return kRows[row - 1].element;
+  const auto load = [](const char* from) {
+    return _mm_loadu_si128(reinterpret_cast<const __m128i*>(from));
+  };
+  const __m128i equal = _mm_cmpeq_epi8(load(name.data()), load(row->name.data()));
+  const auto same = static_cast<unsigned>(_mm_movemask_epi8(equal));
+  return static_cast<std::size_t>(std::countr_one(same)) >= name.size() ? row->in(version)
+                                                                        : Element::kUnknown;
 }
 
 }  // namespace wz::hessian

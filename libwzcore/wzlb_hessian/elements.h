@@ -1,6 +1,7 @@
 // The elements of documents as the encoders see them.
 #pragma once
 
+#include <cstddef>
 #include <cstdint>
 #include <string_view>
 
@@ -60,5 +61,8 @@ constexpr bool is_leaf(Element element) noexcept {
 
 // That of a name in documents of `version`.
 Element element_of(std::string_view name, int version) noexcept;
+// The same for a name of at most kShortName bytes in a text where so many can be read.
+Element element_of_short(std::string_view name, int version) noexcept;
+constexpr std::size_t kShortName = 16;
 
 }  // namespace wz::hessian

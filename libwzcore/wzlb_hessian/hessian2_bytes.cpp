@@ -31,7 +31,7 @@ Character character_at(std::string_view text) noexcept {
 }
 
 std::size_t ascii_length(std::string_view text) noexcept {
-  return length_without<ForeignBytes>(text, text.size());
+  return length_without<ForeignBytes>(text);
 }
 
 std::size_t count_units(std::string_view text) noexcept {
@@ -151,12 +151,15 @@ void Hessian2Writer::text(std::string_view text) noexcept {
     return text_chunks(text, 's', 'S');
   }
   // A text of more bytes than three a unit is long without counting.
-  const std::size_t length = text.size() > kSmallText * 3 ? kSmallText + 1 : count_units(text);
+  const std::size_t plain = ascii_length(text);
+  const std::size_t length =
+      text.size() > kSmallText * 3 ? kSmallText + 1 : plain + count_units(text.substr(plain));
   if (length > kSmallText) {
     return text_chunks(text, 'R', 'S');
   }
   length <= kTinyText ? byte(static_cast<int>(length)) : number(0x3000 + length, 2);
-  units(text);
+  bytes(text.substr(0, plain));
+  units(text.substr(plain));
 }
 
 void Hessian2Writer::xml(std::string_view text) noexcept {

@@ -9,11 +9,9 @@
 namespace wz::hessian {
 
 std::int64_t integer_from(std::string_view text) noexcept {
-  const std::size_t start = text.find_first_not_of(" \t\n\v\f\r");
-  if (start == std::string_view::npos) {
-    return 0;
+  while (!text.empty() && (text[0] == ' ' || (text[0] >= '\t' && text[0] <= '\r'))) {
+    text.remove_prefix(1);
   }
-  text.remove_prefix(start);
   if (text.starts_with('+')) {
     text.remove_prefix(1);
     if (text.starts_with('-')) {

@@ -11,6 +11,8 @@
 
 namespace wz::hessian {
 
+constexpr std::size_t kScanStep = sizeof(__m128i);
+
 // All but ASCII.
 struct ForeignBytes {
   static __m128i among(__m128i bytes) noexcept { return bytes; }  // the highest bit counts
@@ -90,24 +92,18 @@ inline bool is_same(std::string_view one, std::string_view other) noexcept {
   return true;
 }
 
-// The bytes in front of the first one of `Bytes`, at most `most`.
+// The bytes in front of the first one of `Bytes`.
 template <typename Bytes>
-std::size_t length_without(std::string_view text, std::size_t most) noexcept {
-  constexpr std::size_t kStep = sizeof(__m128i);
+[[gnu::always_inline]] inline std::size_t length_without(std::string_view text) noexcept {
   std::size_t length = 0;
-  for (; length < most && text.size() - length >= kStep; length += kStep) {
+  for (; text.size() - length >= kScanStep; length += kScanStep) {
     const __m128i bytes = _mm_loadu_si128(reinterpret_cast<const __m128i*>(text.data() + length));
     const auto found = static_cast<unsigned>(_mm_movemask_epi8(Bytes::among(bytes)));
     if (found != 0) {
-      length += static_cast<std::size_t>(std::countr_zero(found));
-      return length < most ? length : most;
+      return length + static_cast<std::size_t>(std::countr_zero(found));
     }
   }
-  if (length >= most) {
-    return most;
-  }
-  const std::size_t end = most < text.size() ? most : text.size();
-  while (length < end && !Bytes::has(text[length])) {
+  while (length < text.size() && !Bytes::has(text[length])) {
     ++length;
   }
   return length;

@@ -1,5 +1,6 @@
 #include "libwzcore/wzlb_hessian/text_transcoder.h"
 
+#include <algorithm>
 #include <optional>
 
 #include "libwzcore/wzlb_hessian/scan_text.h"
@@ -23,7 +24,9 @@ Run plain_run(std::string_view text, std::size_t units) noexcept {
   std::size_t size = 0;
   std::size_t left = units;
   while (left > 0) {
-    const std::size_t length = length_without<EscapedBytes>(text.substr(size), left);
+    // What follows the text is looked at as well, so that short ones take a single step.
+    const std::size_t length =
+        std::min(left, length_without<EscapedBytes>(text.substr(size, left + kScanStep - 1)));
     size += length;
     left -= length;
     while (left > 0) {
