@@ -14,6 +14,7 @@
 #include <new>
 #include <string>
 #include <system_error>
+#include <utility>
 
 #include "daemon/forward/forward_headers.h"
 
@@ -21,17 +22,14 @@ namespace vsd {
 namespace {
 
 constexpr long kKeptConnections = 64;
-constexpr long kReceiveBuffer = 64 * 1024;
+constexpr std::size_t kIdleHandles = 64;
+constexpr long kReceiveBuffer = 32 * 1024;       // freeing 64 KiB has malloc tidy up all its bins
 constexpr std::size_t kLargestHead = 64 * 1024;  // of a backend's answer
 constexpr int kEventsAtOnce = 64;
 
-struct EasyCleanup {
-  void operator()(CURL* easy) const noexcept { curl_easy_cleanup(easy); }
-};
 struct ListCleanup {
   void operator()(curl_slist* list) const noexcept { curl_slist_free_all(list); }
 };
-using Easy = std::unique_ptr<CURL, EasyCleanup>;
 using List = std::unique_ptr<curl_slist, ListCleanup>;
 
 void append(List& list, const char* line) {
@@ -92,6 +90,7 @@ class CurlForwarder::Transfer final : public http::Forward, public http::DelayQu
   ~Transfer() override {
     stop();
     owner_.forget(*this);
+    owner_.give(std::move(easy_));
   }
 
   bool resume() override;
@@ -131,7 +130,7 @@ class CurlForwarder::Transfer final : public http::Forward, public http::DelayQu
   CurlForwarder& owner_;
   const http::ForwardRequest& request_;
   http::ForwardSink& sink_;
-  Easy easy_{curl_easy_init()};
+  Easy easy_;
   List header_list_;
   std::string url_;
   std::string head_;  // lines of the answer so far
@@ -149,12 +148,10 @@ CurlForwarder::Transfer::Transfer(CurlForwarder& owner, const http::ForwardReque
     : owner_(owner),
       request_(request),
       sink_(sink),
+      easy_(owner.take_easy()),
       header_list_(header_list(request.headers)),
       url_(request.origin + "/"),
       due_(began_ + request.read_timeout) {
-  if (easy_ == nullptr) {
-    throw std::bad_alloc();
-  }
   set_up();
   set_up_method();
   if (curl_multi_add_handle(owner_.multi(), easy_.get()) != CURLM_OK) {
@@ -298,6 +295,7 @@ CurlForwarder::CurlForwarder()
   if (epoll_ctl(epoll_.get(), EPOLL_CTL_ADD, timer_.get(), &event) != 0) {
     throw std::system_error(errno, std::generic_category(), "epoll_ctl");
   }
+  idle_.reserve(kIdleHandles);
 }
 
 CURLM* CurlForwarder::multi() {
@@ -316,11 +314,39 @@ CURLM* CurlForwarder::multi() {
   return multi_.get();
 }
 
+CurlForwarder::Easy CurlForwarder::take_easy() {
+  if (idle_.empty()) {
+    multi();  // initialises libcurl
+    Easy made(curl_easy_init());
+    if (made == nullptr) {
+      throw std::bad_alloc();
+    }
+    return made;
+  }
+  Easy taken = std::move(idle_.back());
+  idle_.pop_back();
+  return taken;
+}
+
+void CurlForwarder::give(Easy easy) {
+  if (idle_.size() < kIdleHandles) {
+    curl_easy_reset(easy.get());
+    idle_.push_back(std::move(easy));
+  }
+}
+
+// A connection that is there already takes the request at once.
 std::unique_ptr<http::Forward> CurlForwarder::start(const http::ForwardRequest& request,
                                                     http::ForwardSink& sink) {
   auto transfer = std::make_unique<Transfer>(*this, request, sink);
   silent_.add(*transfer, transfer->due());
-  arm_timer();
+  const SignalsBlocked blocked;
+  drive_due();
+  if (touched_.empty()) {
+    arm_timer();
+  } else {
+    arm_timer_for(Clock::now());  // an answer already: its sink is told outside of this call
+  }
   return transfer;
 }
 
@@ -332,8 +358,8 @@ int CurlForwarder::on_socket(CURL*, curl_socket_t socket, int what, void* self, 
       ((what & CURL_POLL_IN) != 0 ? EPOLLIN : 0U) | ((what & CURL_POLL_OUT) != 0 ? EPOLLOUT : 0U);
   if (what == CURL_POLL_REMOVE) {
     epoll_ctl(epoll, EPOLL_CTL_DEL, socket, nullptr);
-  } else if (epoll_ctl(epoll, EPOLL_CTL_MOD, socket, &event) != 0) {
-    epoll_ctl(epoll, EPOLL_CTL_ADD, socket, &event);
+  } else if (epoll_ctl(epoll, EPOLL_CTL_ADD, socket, &event) != 0) {
+    epoll_ctl(epoll, EPOLL_CTL_MOD, socket, &event);
   }
   return 0;
 }
@@ -348,6 +374,15 @@ int CurlForwarder::on_timer(CURLM*, long milliseconds, void* self) {
 void CurlForwarder::drive(int socket, int events) {
   int running = 0;
   curl_multi_socket_action(multi(), socket, events, &running);
+}
+
+// libcurl tells of its next time by itself, but only if that is another one: a time that has not
+// come yet must not be forgotten.
+void CurlForwarder::drive_due() {
+  if (curl_due_ <= Clock::now()) {
+    curl_due_ = Clock::time_point::max();
+    drive(CURL_SOCKET_TIMEOUT, 0);
+  }
 }
 
 void CurlForwarder::on_ready() {
@@ -369,10 +404,7 @@ void CurlForwarder::on_ready() {
                 ((event.events & EPOLLOUT) != 0 ? CURL_CSELECT_OUT : 0) |
                 ((event.events & (EPOLLERR | EPOLLHUP)) != 0 ? CURL_CSELECT_ERR : 0));
     }
-    if (curl_due_ <= Clock::now()) {
-      curl_due_ = Clock::time_point::max();
-      drive(CURL_SOCKET_TIMEOUT, 0);
-    }
+    drive_due();
   }
   take_finished();
   end_silent(Clock::now());
@@ -427,18 +459,19 @@ void CurlForwarder::tell_progress() {
 }
 
 void CurlForwarder::arm_timer() noexcept {
-  const auto due = std::min(curl_due_, silent_.next_due());
-  if (due == armed_for_) {
+  arm_timer_for(std::min(curl_due_, silent_.next_due()));
+}
+
+void CurlForwarder::arm_timer_for(Clock::time_point due) noexcept {
+  if (due >= armed_for_) {  // it is set anew when it rings
     return;
   }
   armed_for_ = due;
+  const auto since_start = std::max(due.time_since_epoch(), Clock::duration{1});
+  const auto seconds = std::chrono::floor<std::chrono::seconds>(since_start);
   itimerspec setting{};
-  if (due != Clock::time_point::max()) {
-    const auto since_start = std::max(due.time_since_epoch(), Clock::duration{1});
-    const auto seconds = std::chrono::floor<std::chrono::seconds>(since_start);
-    setting.it_value.tv_sec = seconds.count();
-    setting.it_value.tv_nsec = std::chrono::nanoseconds(since_start - seconds).count();
-  }
+  setting.it_value.tv_sec = seconds.count();
+  setting.it_value.tv_nsec = std::chrono::nanoseconds(since_start - seconds).count();
   timerfd_settime(timer_.get(), TFD_TIMER_ABSTIME, &setting, nullptr);
 }
 

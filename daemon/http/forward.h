@@ -77,8 +77,8 @@ class Forwarder : public SocketPoller::Watcher {
  public:
   [[nodiscard]] virtual int descriptor() const noexcept = 0;
 
-  // `request` and `sink` outlive the forward; `sink` hears nothing before this returns. Throws
-  // when there is no memory for it.
+  // `request` and `sink` outlive the forward; on_progress comes after this returns. Throws when
+  // there is no memory for it.
   [[nodiscard]] virtual std::unique_ptr<Forward> start(const ForwardRequest& request,
                                                        ForwardSink& sink) = 0;
 

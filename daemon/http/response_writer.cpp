@@ -152,8 +152,8 @@ HandlerHeaders append_handler_headers(std::string& out, std::string_view headers
     switch (line.front() | 0x20) {
       case 'c':
         if (starts_with_name(line, "content-length")) {
+          drop = !keep_length || found.has_length;  // the first one counts
           found.has_length = keep_length;
-          drop = !keep_length;
         } else if (starts_with_name(line, "connection")) {
           found.wants_close |= contains_close(line);
           drop = true;
