@@ -4,6 +4,7 @@
 #include "daemon/config.h"
 
 #include <sched.h>
+#include <wz/wz_database.h>
 #include <wz/wzlb.h>
 
 #include <array>
@@ -65,6 +66,14 @@ std::string add_listen_address(std::string_view value, Config& config) {
     config.listen.push_back(std::move(address));
   }
   return problem;
+}
+
+// The library keeps the text in a buffer of this size, and a cut one would name another server.
+std::string set_connection(std::string_view value, std::string& target) {
+  target = value;
+  return value.size() < WZ_DB_CONNECTION_SIZE
+             ? ""
+             : "must be shorter than " + std::to_string(WZ_DB_CONNECTION_SIZE) + " characters";
 }
 
 std::string set_switch(std::string_view value, bool& target) {
@@ -152,6 +161,8 @@ constexpr Keyword kKeywords[] = {
      [](std::string_view v, Config& c) { return set_number(v, 0L, 4L, c.trace_level); }},
     {"CONTROLLER_NAME",
      [](std::string_view v, Config& c) { return set_text(v, c.controller_name); }},
+    {"DB_CONNECTION",
+     [](std::string_view v, Config& c) { return set_connection(v, c.db_connection); }},
     {"MAX_LOAD",
      [](std::string_view v, Config& c) { return set_number(v, 1L, 1000000000L, c.full_load); }},
     {"SVC_TIME_MEAN",

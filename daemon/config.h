@@ -63,6 +63,7 @@ struct Config {
   std::string controller_name;              // CONTROLLER_NAME: what scripts are told
   long full_load = 1000;                    // MAX_LOAD: requests per second
   long service_time_mean = 100;             // SVC_TIME_MEAN: of exponential service times, in ms
+  std::string db_connection;  // DB_CONNECTION: for libpq; empty: the library's default
   std::optional<unsigned long> random_seed;  // RANDOM_SEED; without one each start differs
   std::size_t crash_limit = 5;            // CRASH_LIMIT: then a service is out of service; 0: never
   std::chrono::seconds crash_window{60};  // CRASH_WINDOW: in which crashes are counted

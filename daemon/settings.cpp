@@ -1,13 +1,30 @@
 #include "daemon/settings.h"
 
+#include <wz/wz_database.h>
+
 #include <cstdio>
+#include <cstdlib>
 #include <iterator>
 #include <string>
+#include <string_view>
 #include <utility>
 
 #include "daemon/host_ops/host_ops.h"
 
 namespace vsd {
+namespace {
+
+// What the database functions of scripts read of their process: the server, and the work directory
+// that files are written below.
+void set_databases(const Config& config) {
+  const std::string_view text = config.db_connection.empty()
+                                    ? WZ_DB_DEFAULT_CONNECTION
+                                    : std::string_view(config.db_connection);
+  connString[text.copy(connString, sizeof connString - 1)] = '\0';
+  setenv("VSD_ROOT", config.root.c_str(), 1);
+}
+
+}  // namespace
 
 Config read_settings(const CommandLine& line, std::vector<Problem>& problems) {
   Config config;
@@ -45,6 +62,7 @@ std::vector<Problem> apply_settings(const Config& config) {
   set_host_work_directory(config.root);
   set_host_trace_log(logs / "vsd_trace.log", config.trace_level);
   set_controller_name(config.controller_name);
+  set_databases(config);
   set_host_log_masks(config.debug_level, config.module_mask);
   if (!set_host_logs(logs / "vsd_debug.log", logs / "vsd_error.log")) {
     std::fprintf(stderr, "vsd: warning: %s cannot be written\n", (logs / "vsd_error.log").c_str());

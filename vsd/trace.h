@@ -28,6 +28,11 @@ inline bool error_log_is_open() noexcept {
   return &vsd_error_log_ex != nullptr && &g_err_log != nullptr && g_err_log != nullptr;
 }
 
+// A text for a message, whatever it is.
+inline const char* shown(const char* text) noexcept {
+  return text != nullptr ? text : "(null)";
+}
+
 }  // namespace wz::script
 
 // VSD_TRACE(level, module, format, ...): a debug line of the script API for the current connection.

@@ -1,5 +1,6 @@
 #include "daemon/service/connection_state.h"
 
+#include <wz/wz_database.h>
 #include <wz/wzlb_alloc.h>
 
 namespace vsd {
@@ -185,6 +186,7 @@ void ConnectionState::end() noexcept {
   }
   current_->table.reset();
   release_response();
+  wz_db_release_earlier_results();
   record_.cur_buf = nullptr;
   record_.conn_link = nullptr;
   record_.scptr = nullptr;

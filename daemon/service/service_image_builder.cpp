@@ -90,6 +90,10 @@ class ServiceBuilder {
     record_.script = pool_.add(service_.script.string());
     record_.url = pool_.add(service_.url);
     record_.trace_log_per_url = service_.trace_level;
+    const auto subproject = service_.folder.parent_path().parent_path();
+    record_.project = pool_.add(subproject.parent_path().filename().string()).offset;
+    record_.subproject = pool_.add(subproject.filename().string()).offset;
+    record_.folder = pool_.add(service_.folder.filename().string()).offset;
     std::vector<TextRef> methods;
     for (const std::string& method : service_.methods) {
       methods.push_back(pool_.add(method));

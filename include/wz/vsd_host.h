@@ -25,7 +25,8 @@
  *              cur_cptr. Set cur_url while the script handles the received request, null otherwise.
  *              Call the script. Read url_data for what it set, evaluate the response.
  *   After it   Free the values in uvtable and url_data, set cur_cptr, cur_url and kpi_magic to
- * null. Texts that a script left by pointer (http_status_line, kpi_magic) are gone with it.
+ * null. Texts that a script left by pointer (http_status_line, kpi_magic) are gone with it. Call
+ * wz_db_release_earlier_results of <wz/wz_database.h>.
  */
 #ifndef VSD_HOST_H
 #define VSD_HOST_H
@@ -190,6 +191,11 @@ typedef struct scontents {
   short service_type;      /**< 3: received data is kept when a script frees the request, and
                               scripts trace nothing */
   int trace_log_per_url;   /**< trace level of its scripts; below 0: the host's */
+  /* Names, in the pool, that lead to its folder: what a script has written to a file there goes to
+   * $VSD_ROOT/correlation/PROJECT/SUBPROJECT/services/FOLDER. */
+  long project;
+  long subproject;
+  long folder;
 } scontents;
 
 /** What a variable is, by its hash code. */

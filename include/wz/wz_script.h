@@ -56,6 +56,7 @@
 #define WZ_SCRIPT_H
 
 #include <wz/wz_base.h>
+#include <wz/wz_database.h>
 #include <wz/wz_request_buffer.h>
 #include <wz/wz_rsa.h>
 #include <wz/wzlb_crypt.h>
