@@ -22,10 +22,30 @@ bool equals_ignoring_case(std::string_view a, std::string_view b) {
   return a.size() == b.size() && strncasecmp(a.data(), b.data(), a.size()) == 0;
 }
 
-bool contains(const std::vector<std::string_view>& names, std::string_view name) {
-  return std::any_of(names.begin(), names.end(),
-                     [name](std::string_view other) { return equals_ignoring_case(name, other); });
+std::string lower_case(std::string_view text) {
+  std::string lower(text);
+  std::transform(lower.begin(), lower.end(), lower.begin(),
+                 [](char c) { return c >= 'A' && c <= 'Z' ? static_cast<char>(c | 0x20) : c; });
+  return lower;
 }
+
+// Names of header lines, those of one connection among them. A message may name thousands more, and
+// has thousands of lines to be looked up: the others are in order.
+class Names {
+ public:
+  void add(std::string_view name) { others_.push_back(lower_case(name)); }
+  void sort() { std::sort(others_.begin(), others_.end()); }
+
+  [[nodiscard]] bool contains(std::string_view name) const {
+    return std::any_of(kOfOneConnection.begin(), kOfOneConnection.end(),
+                       [name](std::string_view own) { return equals_ignoring_case(name, own); }) ||
+           (!others_.empty() &&
+            std::binary_search(others_.begin(), others_.end(), lower_case(name)));
+  }
+
+ private:
+  std::vector<std::string> others_;
+};
 
 std::string_view trim(std::string_view text) {
   text.remove_prefix(std::min(text.find_first_not_of(" \t"), text.size()));
@@ -70,15 +90,13 @@ void for_each_member(std::string_view list, const std::function<void(std::string
   }
 }
 
-// The names that go no further: those of every connection and those that the message names.
-std::vector<std::string_view> names_of_one_connection(std::string_view lines) {
-  std::vector<std::string_view> names(kOfOneConnection.begin(), kOfOneConnection.end());
+// Adds the names that the message says go no further.
+void add_named(std::string_view lines, Names& names) {
   for_each_line(lines, [&names](const Line& line) {
     if (equals_ignoring_case(line.name, "Connection")) {
-      for_each_member(line.value, [&names](std::string_view name) { names.push_back(name); });
+      for_each_member(line.value, [&names](std::string_view name) { names.add(name); });
     }
   });
-  return names;
 }
 
 // "1.1 vsd, 1.0 other" names us once.
@@ -95,24 +113,21 @@ void refuse(std::string_view reason, std::string_view line, std::string& refused
   refused.append(reason).append(": ").append(line).push_back('\n');
 }
 
-// The lines of a script, with their names for those of the client that they replace.
-std::vector<std::string_view> add_script_lines(std::string_view added,
-                                               std::vector<std::string>& lines,
-                                               std::string& refused) {
-  std::vector<std::string_view> own(kOfOneConnection.begin(), kOfOneConnection.end());
-  own.insert(own.end(), {"Content-Length", "Expect"});
-  std::vector<std::string_view> names;
+// The lines of a script; adds their names, for the client's lines that they replace.
+std::vector<std::string> script_lines(std::string_view added, Names& names, std::string& refused) {
+  std::vector<std::string> lines;
   for_each_line(added, [&](const Line& line) {
     if (line.name.empty()) {
       refuse("no header line", line.text, refused);
-    } else if (contains(own, line.name)) {
+    } else if (Names().contains(line.name) || equals_ignoring_case(line.name, "Content-Length") ||
+               equals_ignoring_case(line.name, "Expect")) {
       refuse("a header that is the daemon's to set", line.text, refused);
     } else {
-      names.push_back(line.name);
+      names.add(line.name);
       lines.emplace_back(line.text);
     }
   });
-  return names;
+  return lines;
 }
 
 // The length that the lines agree on. False when they do not.
@@ -131,21 +146,23 @@ ForwardedHead forwarded_head(std::string_view head, std::string_view added, int 
                              std::string& refused) {
   ForwardedHead result;
   head.remove_prefix(std::min(head.find('\n'), head.size() - 1) + 1);
-  std::vector<std::string_view> dropped = names_of_one_connection(head);
-  dropped.insert(dropped.end(), {"Host", "Content-Length", "Expect"});
-  std::vector<std::string> script_lines;
-  const auto replaced = add_script_lines(added, script_lines, refused);
-  dropped.insert(dropped.end(), replaced.begin(), replaced.end());
+  Names dropped;
+  for (const std::string_view name : {"Host", "Content-Length", "Expect"}) {
+    dropped.add(name);
+  }
+  add_named(head, dropped);
+  const std::vector<std::string> own_lines = script_lines(added, dropped, refused);
+  dropped.sort();
   for_each_line(head, [&](const Line& line) {
     if (equals_ignoring_case(line.name, "Via")) {
       result.hops += own_hops(line.value);
     }
-    if (!line.name.empty() && !contains(dropped, line.name)) {
+    if (!line.name.empty() && !dropped.contains(line.name)) {
       result.lines.emplace_back(line.text);
     }
   });
   result.lines.push_back((version == 10 ? "Via: 1.0 " : "Via: 1.1 ") + std::string(kOwnHop));
-  result.lines.insert(result.lines.end(), script_lines.begin(), script_lines.end());
+  result.lines.insert(result.lines.end(), own_lines.begin(), own_lines.end());
   return result;
 }
 
@@ -153,11 +170,13 @@ std::optional<AnswerHead> answer_head(std::string_view lines) {
   AnswerHead head;
   bool is_coded = false;
   bool is_good = true;
-  const auto dropped = names_of_one_connection(lines);
+  Names dropped;
+  add_named(lines, dropped);
+  dropped.sort();
   for_each_line(lines, [&](const Line& line) {
     if (equals_ignoring_case(line.name, "Content-Length")) {
       is_good = add_length(line.value, head.length) && is_good;
-    } else if (!line.name.empty() && !contains(dropped, line.name)) {
+    } else if (!line.name.empty() && !dropped.contains(line.name)) {
       head.lines.append(line.text).append("\r\n");
     }
     is_coded = is_coded || equals_ignoring_case(line.name, "Transfer-Encoding");
