@@ -42,10 +42,8 @@ constexpr std::size_t kGuardRoom = 8;  // the guard and at least one byte of tai
 // distance in the four bytes before it.
 constexpr unsigned char kLongTail = 0xFF;
 
-// Initial-exec: one register-relative access. The few bytes fit the space that the dynamic loader
-// keeps for libraries that are loaded late.
-[[gnu::tls_model("initial-exec")]] constinit thread_local WzlbMemStats mem_stats{};
-[[gnu::tls_model("initial-exec")]] constinit thread_local std::size_t pad_length = 0;
+constinit thread_local WzlbMemStats mem_stats{};
+constinit thread_local std::size_t pad_length = 0;
 
 std::size_t counted_size(const void* block, std::size_t size) {
   return wzlb_get_mem_chunk_size(static_cast<char*>(const_cast<void*>(block)), size);

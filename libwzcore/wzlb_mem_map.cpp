@@ -32,9 +32,9 @@ using wz::mem_map_entry_max;
 
 constexpr char kLabel[] = "ZelMemoryMap";
 
-[[gnu::tls_model("initial-exec")]] constinit thread_local ZelMemoryMap* zel_mem_map = nullptr;
-[[gnu::tls_model("initial-exec")]] constinit thread_local int mem_map_max_norm_id = 0;
-[[gnu::tls_model("initial-exec")]] constinit thread_local NormObjKey mem_map_norm_tbl{};
+constinit thread_local ZelMemoryMap* zel_mem_map = nullptr;
+constinit thread_local int mem_map_max_norm_id = 0;
+constinit thread_local NormObjKey mem_map_norm_tbl{};
 
 class TrackingOff {
  public:

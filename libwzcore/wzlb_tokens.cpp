@@ -7,7 +7,7 @@
 namespace {
 
 // Where wz_strtok goes on in this thread; null when there is nothing left.
-[[gnu::tls_model("initial-exec")]] constinit thread_local char* saved_position = nullptr;
+constinit thread_local char* saved_position = nullptr;
 
 // First occurrence of a delimiter; an empty one occurs nowhere.
 char* find_delimiter(char* text, const char* delimiter) {

@@ -9,8 +9,7 @@ namespace wz {
 
 // Entries of the thread's map; 0 while there is none, and while the map itself allocates: that
 // keeps it from recording its own blocks, and so from calling itself without end.
-[[gnu::tls_model("initial-exec"),
-  gnu::visibility("hidden")]] extern constinit thread_local int mem_map_entry_max;
+[[gnu::visibility("hidden")]] extern constinit thread_local int mem_map_entry_max;
 
 // Level of what the map says at every block.
 inline constexpr int kMemMapTraceLevel = WZLB_LEVEL_4;

@@ -4,6 +4,7 @@
 
 #include <cstring>
 #include <memory>
+#include <new>
 
 #include "libwzcore/parameters/wzlb_vars_common.h"
 
@@ -80,5 +81,20 @@ class DeclarationReader {
   const DeclarationPlace& place_;
   const char* parameter_;
 };
+
+// Reads one declaration into `row` with a Reader; 0 or -1.
+template <typename Reader, typename Row>
+int input_declaration(Row* row, char* line, int sess_idx, const DeclarationPlace& place,
+                      const SourcePlace& source) noexcept {
+  if (row == nullptr || line == nullptr) {
+    return -1;
+  }
+  try {
+    const auto api = parse_declaration(line, place, source);
+    return api != nullptr && Reader(*row, place).read(*api, sess_idx) ? 0 : -1;
+  } catch (const std::bad_alloc&) {
+    return -1;
+  }
+}
 
 }  // namespace wz

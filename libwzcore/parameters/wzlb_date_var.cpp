@@ -218,7 +218,7 @@ int wzlb_input_datevar_data(DateVarTableEntry* dateVarTable, char* line, int lin
       std::fprintf(stderr, "Error in parsing api %s\n%s\n", api->api_name, message.c_str());
       return -1;
     }
-    const wz::DeclarationPlace place{script_filename, sess_name, line_number};
+    const wz::DeclarationPlace place{script_filename, sess_name, line_number, __func__};
     return wz::DateDeclaration(*dateVarTable, place).read(*api, sess_idx) ? 0 : -1;
   } catch (const std::bad_alloc&) {
     return -1;

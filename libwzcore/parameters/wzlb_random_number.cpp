@@ -7,7 +7,6 @@
 #include <cstdio>
 #include <cstdlib>
 #include <cstring>
-#include <new>
 #include <string_view>
 
 #include "libwzcore/parameters/declaration.h"
@@ -109,18 +108,8 @@ int wzlb_input_randomNum_data(RandomVarTableEntry* randomVarTable, char* line, i
              "Method called. line = %s, line_number = %d, sess_idx = %d, sess_name = %s",
              line != nullptr ? line : "", line_number, sess_idx,
              sess_name_with_proj_subproj != nullptr ? sess_name_with_proj_subproj : "");
-  if (randomVarTable == nullptr || line == nullptr) {
-    return -1;
-  }
-  try {
-    const wz::DeclarationPlace place{script_filename, sess_name, line_number};
-    const auto api = wz::parse_declaration(line, place, WZ_HERE);
-    return api != nullptr && wz::NumberDeclaration(*randomVarTable, place).read(*api, sess_idx)
-               ? 0
-               : -1;
-  } catch (const std::bad_alloc&) {
-    return -1;
-  }
+  return wz::input_declaration<wz::NumberDeclaration>(
+      randomVarTable, line, sess_idx, {script_filename, sess_name, line_number, __func__}, WZ_HERE);
 }
 
 char* wzlb_get_random_number(double min, double max, char* format, int format_len, int* total_len,

@@ -183,7 +183,7 @@ int wzlb_input_randomString_data(RandomStringTableEntry* randomStringTable, char
     return -1;
   }
   try {
-    const wz::DeclarationPlace place{script_filename, sess_name, line_number};
+    const wz::DeclarationPlace place{script_filename, sess_name, line_number, __func__};
     const auto api = wz::parse_declaration(line, place, WZ_HERE);
     if (api == nullptr) {
       return -1;
@@ -206,7 +206,7 @@ int wzlb_input_randomString_data(RandomStringTableEntry* randomStringTable, char
 int wzlb_set_name_option(RandomStringTableEntry* randomStringTable, char* keyword, char*, char*,
                          int rnum, int* state, int line_number, char* sess_name, char*,
                          char* script_filename) {
-  const wz::DeclarationPlace place{script_filename, sess_name, line_number};
+  const wz::DeclarationPlace place{script_filename, sess_name, line_number, __func__};
   return keyword != nullptr &&
                  wz::StringDeclaration(randomStringTable, rnum, place).set_name(keyword, state)
              ? 0
@@ -215,7 +215,7 @@ int wzlb_set_name_option(RandomStringTableEntry* randomStringTable, char* keywor
 
 int wzlb_set_min_value(RandomStringTableEntry* randomStringTable, char* value, int rnum, int state,
                        int line_number, char* sess_name, char*, char* script_filename) {
-  const wz::DeclarationPlace place{script_filename, sess_name, line_number};
+  const wz::DeclarationPlace place{script_filename, sess_name, line_number, __func__};
   return value != nullptr && wz::StringDeclaration(randomStringTable, rnum, place)
                                  .set_length(value, "Minimum", &RandomStringTableEntry::min, state)
              ? 0
@@ -224,7 +224,7 @@ int wzlb_set_min_value(RandomStringTableEntry* randomStringTable, char* value, i
 
 int wzlb_set_max_value(RandomStringTableEntry* randomStringTable, char* value, int rnum, int state,
                        int line_number, char* sess_name, char*, char* script_filename) {
-  const wz::DeclarationPlace place{script_filename, sess_name, line_number};
+  const wz::DeclarationPlace place{script_filename, sess_name, line_number, __func__};
   return value != nullptr && wz::StringDeclaration(randomStringTable, rnum, place)
                                  .set_length(value, "Maximum", &RandomStringTableEntry::max, state)
              ? 0
@@ -233,7 +233,7 @@ int wzlb_set_max_value(RandomStringTableEntry* randomStringTable, char* value, i
 
 int wzlb_set_charset(RandomStringTableEntry* randomStringTable, char* value, int rnum, int state,
                      int line_number, char* sess_name, char*, char* script_filename) {
-  const wz::DeclarationPlace place{script_filename, sess_name, line_number};
+  const wz::DeclarationPlace place{script_filename, sess_name, line_number, __func__};
   return value != nullptr &&
                  wz::StringDeclaration(randomStringTable, rnum, place).set_charset(value, state)
              ? 0
@@ -242,7 +242,7 @@ int wzlb_set_charset(RandomStringTableEntry* randomStringTable, char* value, int
 
 int wzlb_set_refresh(RandomStringTableEntry* randomStringTable, char* value, int rnum, int state,
                      int line_number, char* sess_name, char*, char* script_filename) {
-  const wz::DeclarationPlace place{script_filename, sess_name, line_number};
+  const wz::DeclarationPlace place{script_filename, sess_name, line_number, __func__};
   return value != nullptr &&
                  wz::StringDeclaration(randomStringTable, rnum, place).set_refresh(value, state)
              ? 0
@@ -252,7 +252,7 @@ int wzlb_set_refresh(RandomStringTableEntry* randomStringTable, char* value, int
 int wzlb_set_faker_class(RandomStringTableEntry* randomStringTable, char* value, int rnum,
                          int state, int line_number, char* sess_name, char*,
                          char* script_filename) {
-  const wz::DeclarationPlace place{script_filename, sess_name, line_number};
+  const wz::DeclarationPlace place{script_filename, sess_name, line_number, __func__};
   return value != nullptr &&
                  wz::StringDeclaration(randomStringTable, rnum, place).set_class(value, state)
              ? 0

@@ -9,7 +9,6 @@
 #include <cstdlib>
 #include <cstring>
 #include <ctime>
-#include <new>
 #include <string>
 #include <string_view>
 
@@ -165,18 +164,8 @@ int wzlb_input_uniquevar_data(UniqueVarTableEntry* uniqueVarTable, char* line, i
              "Method called. line = %s, line_number = %d, sess_idx = %d, sess_name = %s",
              line != nullptr ? line : "", line_number, sess_idx,
              sess_name_with_proj_subproj != nullptr ? sess_name_with_proj_subproj : "");
-  if (uniqueVarTable == nullptr || line == nullptr) {
-    return -1;
-  }
-  try {
-    const wz::DeclarationPlace place{script_filename, sess_name, line_number};
-    const auto api = wz::parse_declaration(line, place, WZ_HERE);
-    return api != nullptr && wz::UniqueDeclaration(*uniqueVarTable, place).read(*api, sess_idx)
-               ? 0
-               : -1;
-  } catch (const std::bad_alloc&) {
-    return -1;
-  }
+  return wz::input_declaration<wz::UniqueDeclaration>(
+      uniqueVarTable, line, sess_idx, {script_filename, sess_name, line_number, __func__}, WZ_HERE);
 }
 
 char* wzlb_get_unique_number(char* format, int len, int* total_len, int child_index,

@@ -20,13 +20,13 @@ struct DeclarationPlace {
   char* script_filename;
   char* sess_name;
   int line_number;
+  const char* function;  // the exported one that reads it
 };
 
 // Where in this library the error was found.
 struct SourcePlace {
   const char* file;
   int line;
-  const char* function;
 };
 
 // Stores a text in the host's buffer; WZ_BIGBUF_UNSET when there is no host or it has no room.
@@ -55,7 +55,7 @@ template <typename... Arguments>
   }
   if (wzlb_log_script_parse_error_cb != nullptr) {
     wzlb_log_script_parse_error_cb(1, mutable_text(tag), mutable_text(source.file), source.line,
-                                   mutable_text(source.function), 0, mutable_text(format),
+                                   mutable_text(place.function), 0, mutable_text(format),
                                    arguments...);
   } else {
     std::fprintf(stderr, format, arguments...);
@@ -72,7 +72,7 @@ template <typename... Arguments>
 }  // namespace wz
 
 // The place of this line.
-#define WZ_HERE (wz::SourcePlace{__FILE_NAME__, __LINE__, __func__})
+#define WZ_HERE (wz::SourcePlace{__FILE_NAME__, __LINE__})
 
 // WZ_DECLARATION_ERROR(place, tag, format, ...): see report_declaration_error.
 #define WZ_DECLARATION_ERROR(place, tag, format, ...) \

@@ -124,9 +124,11 @@ class Writer {
   }
 
   // Text beyond what a length of two bytes can say goes into 's' chunks, cut between characters.
+  // One string as long as its length fits two bytes, otherwise chunks ahead of it.
   void write_text(std::string_view text) {
+    constexpr std::size_t kMostBytes = 0xFFFF;
     constexpr std::size_t kChunk = 0x8000;
-    while (text.size() > kChunk) {
+    while (text.size() > kMostBytes) {
       std::size_t cut = kChunk;
       while (cut > kChunk - 4 && (static_cast<unsigned char>(text[cut]) & 0xC0) == 0x80) {
         --cut;

@@ -150,10 +150,12 @@ TEST_F(Hessian, Version1Encodes) {
     EXPECT_EQ(encode(c.version, c.xml), c.hex) << c.xml;
   }
   // What a length of two bytes cannot say goes into chunks.
-  const std::string longest =
-      encode(1, "<hessian><string>" + std::string(0x8001, 'a') + "</string></hessian>");
-  EXPECT_EQ(longest.substr(0, 6), "738000");
-  EXPECT_TRUE(longest.ends_with("6153000161"));
+  const auto letters = [this](std::size_t count) {
+    return encode(1, "<hessian><string>" + std::string(count, 'a') + "</string></hessian>");
+  };
+  EXPECT_EQ(letters(0xFFFF).substr(0, 8), "53ffff61");
+  EXPECT_EQ(letters(0x10000).substr(0, 8), "73800061");
+  EXPECT_EQ(letters(0x10001).substr(2 * 0x8003, 8), "53800161");
 }
 
 TEST_F(Hessian, Version2EncodesWhatPeopleWrite) {
