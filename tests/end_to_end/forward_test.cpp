@@ -1,6 +1,9 @@
 // Requests that vsd forwards, to itself and to backends that behave badly.
 #include <gtest/gtest.h>
 
+#include <array>
+#include <cstdio>
+#include <cstdlib>
 #include <memory>
 #include <optional>
 #include <string>
@@ -29,6 +32,43 @@ TEST(ForwardEndToEnd, TheGatewayReachesItsOwnVsd) {
       "method: POST\nurl: /echo\nhost: 127.0.0.1:" + std::to_string(vsd.port()) + "\n"))
       << echo.body.substr(0, 100);
   EXPECT_TRUE(echo.body.ends_with(body));
+  EXPECT_EQ(vsd.stop(), 0);
+}
+
+// Of two requests one insists on a certificate that somebody known has signed.
+TEST(ForwardEndToEnd, TlsBackendsAreVerified) {
+  const wz::test::TemporaryFolder root;
+  const std::string key = (root.path() / "key.pem").string();
+  const std::string files = " -key " + key + " -out " + key + ".crt";
+  ASSERT_EQ(std::system(("openssl genrsa -out " + key +
+                         " 2048 2>/dev/null;"
+                         "openssl req -x509 -new -subj /CN=127.0.0.1" +
+                         files)
+                            .c_str()),
+            0);
+  const std::unique_ptr<FILE, int (*)(FILE*)> backend(
+      popen(("openssl s_server -accept 127.0.0.1:0 -naccept 2 -www -key " + key + " -cert " + key +
+             ".crt 2>/dev/null")
+                .c_str(),
+            "r"),
+      pclose);
+  int port = 0;
+  std::array<char, 200> line{};
+  while (port == 0 && std::fgets(line.data(), line.size(), backend.get()) != nullptr) {
+    std::sscanf(line.data(), "ACCEPT 127.0.0.1:%d", &port);
+  }
+  const std::string forward = ", forward=\"https://127.0.0.1:" + std::to_string(port) + "/\"";
+  root.write("work/correlation/p/s/services/t/service.wz",
+             "wz_service(t, url=\"/t\"); wz_response(any" + forward +
+                 ", verify=NO, query=any);\n"
+                 "wz_response(known" +
+                 forward + ");\n");
+  VsdProcess vsd(root.path() / "work");
+  HttpClient client;
+  EXPECT_EQ(client.get(vsd.url("/t")).status, 502);
+  const auto answer = client.get(vsd.url("/t?any=1"));
+  EXPECT_EQ(answer.status, 200);
+  EXPECT_TRUE(contains(answer.body, "s_server")) << answer.body;
   EXPECT_EQ(vsd.stop(), 0);
 }
 
