@@ -113,7 +113,8 @@ void AccessLog::log(const http::Request& request, const http::Response& response
   }
   line_.assign(is_cut_ ? "\n{\"time\":\"" : "{\"time\":\"").append(utc_now()).append("\"");
   append_number(line_, "worker", worker_);
-  append_text(line_, "client", client_of(request.socket));
+  append_text(line_, "client",
+              request.client.empty() ? client_of(request.socket) : std::string(request.client));
   append_text(line_, "method", request.method);
   append_text(line_, "target", request.target);
   append_text(line_, "service", services_.service_name(response.service));

@@ -76,6 +76,11 @@ std::string set_connection(std::string_view value, std::string& target) {
              : "must be shorter than " + std::to_string(WZ_DB_CONNECTION_SIZE) + " characters";
 }
 
+std::string set_service_ports(std::string_view value, Config& config) {
+  config.free_service_ports = value == "FREE";
+  return config.free_service_ports || value == "DECLARED" ? "" : "must be DECLARED or FREE";
+}
+
 std::string set_switch(std::string_view value, bool& target) {
   target = value == "ON";
   return target || value == "OFF" ? "" : "must be ON or OFF";
@@ -125,6 +130,7 @@ constexpr Keyword kKeywords[] = {
      [](std::string_view v, Config& c) {
        return set_number(v, 1L, kMaxSeconds, c.limits.request_timeout);
      }},
+    {"SERVICE_PORTS", set_service_ports},
     {"TCP_KEEPIDLE",
      [](std::string_view v, Config& c) {
        return set_number(v, 0L, kMostKeepAlive, c.keep_alive.idle);

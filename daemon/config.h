@@ -55,6 +55,7 @@ struct Config {
   int workers = cores();              // WORKERS
   HttpLimits limits;
   KeepAlive keep_alive;
+  bool free_service_ports = false;          // SERVICE_PORTS: FREE instead of those declared
   std::string compiler = "cc";              // CC
   std::string script_flags;                 // SCRIPT_CFLAGS, split at blanks
   std::chrono::seconds script_timeout{10};  // SCRIPT_TIMEOUT: then the worker is replaced; 0: never

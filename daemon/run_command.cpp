@@ -76,9 +76,10 @@ class RunEvents final : public SupervisorEvents {
   }
 
   void ready() override {
-    std::printf("vsd: ready on %s with %s, %d %s%s\n",
+    std::printf("vsd: ready on %s with %s, %d %s%s%s\n",
                 list_of(source_.latest().config().listen).c_str(), services().c_str(),
                 ports_.workers(), ports_.workers() == 1 ? "worker" : "workers",
+                list_of(source_.latest().service_ports()).c_str(),
                 admin_ != nullptr ? (", admin on " + admin_->address()).c_str() : "");
     std::fflush(stdout);
     tell_ready();
@@ -93,7 +94,8 @@ class RunEvents final : public SupervisorEvents {
 
   void reloaded(bool is_good, const std::string& problem) override {
     if (is_good) {
-      std::fprintf(stderr, "vsd: reloaded, %s\n", services().c_str());
+      std::fprintf(stderr, "vsd: reloaded, %s%s\n", services().c_str(),
+                   list_of(source_.latest().service_ports()).c_str());
     } else {
       std::fprintf(stderr, "vsd: reloaded with errors; what has errors stays as it was\n");
     }
@@ -184,7 +186,8 @@ int run_command(const CommandLine& line) {
     watch.emplace(config.root);  // before the services are read, so that no change is missed
   }
   const WorkerStatus status(static_cast<std::size_t>(config.workers));
-  PreparedServices prepared = prepare_and_report(config);
+  std::vector<ServicePort> service_ports;
+  PreparedServices prepared = prepare_and_report(config, ports, service_ports);
   if (prepared.errors.empty()) {
     script_cache.remove_all_but(prepared.objects);
   }
@@ -194,7 +197,8 @@ int run_command(const CommandLine& line) {
   }
   Telemetry* const telemetry = recorded ? &*recorded : nullptr;
   auto first = std::make_shared<const ServiceGeneration>(config, std::move(prepared), ports,
-                                                         std::move(http_ports), telemetry);
+                                                         std::move(http_ports),
+                                                         std::move(service_ports), telemetry);
   ServiceSource source(line, first, ports, telemetry);
   RunEvents events(source, ports, pid_file.get(), std::move(watch), telemetry,
                    admin ? &*admin : nullptr);

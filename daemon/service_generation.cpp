@@ -47,14 +47,6 @@ void set_keep_alive(int listener, const KeepAlive& settings) {
   }
 }
 
-std::vector<http::Endpoint> endpoints_of(std::vector<WorkerPort>& ports) {
-  std::vector<http::Endpoint> endpoints;
-  for (WorkerPort& port : ports) {
-    endpoints.push_back({port.listener.socket.release(), &port.handover});
-  }
-  return endpoints;
-}
-
 // Where this daemon's own services are reached from this machine.
 std::string own_origin(ListenAddress address) {
   if (address.host.empty() || address.host == "0.0.0.0") {
@@ -68,7 +60,8 @@ std::string own_origin(ListenAddress address) {
 }  // namespace
 
 ServiceGeneration::ServiceGeneration(Config config, PreparedServices prepared, Ports& ports,
-                                     std::vector<PortPtr> http_ports, Telemetry* telemetry)
+                                     std::vector<PortPtr> http_ports,
+                                     std::vector<ServicePort> service_ports, Telemetry* telemetry)
     : config_(std::move(config)),
       rules_{config_.script_timeout, config_.crash_limit, config_.crash_window},
       prepared_(std::move(prepared)),
@@ -76,6 +69,7 @@ ServiceGeneration::ServiceGeneration(Config config, PreparedServices prepared, P
       states_(image_.size()),
       ports_(ports),
       http_ports_(std::move(http_ports)),
+      service_ports_(std::move(service_ports)),
       telemetry_(telemetry) {
   if (telemetry != nullptr) {
     rows_ = telemetry->rows.rows_of(prepared_.services);
@@ -88,14 +82,29 @@ std::string ServiceGeneration::service_name(std::uint32_t service) const {
 
 // What the worker of this number serves. The others' sockets are closed here: they would keep
 // connections from being served.
-std::vector<WorkerPort> ServiceGeneration::take_ports(std::uint32_t number) const {
-  std::vector<WorkerPort> own;
+std::vector<ServiceGeneration::Taken> ServiceGeneration::take_ports(std::uint32_t number) const {
+  std::vector<Taken> own;
   for (const PortPtr& port : http_ports_) {
-    WorkerPort& taken = own.emplace_back(std::move(port->workers[number]));
-    set_keep_alive(taken.listener.socket.get(), config_.keep_alive);
+    own.push_back({std::move(port->workers[number]), nullptr});
+  }
+  for (const ServicePort& service : service_ports_) {
+    own.push_back({std::move(service.port->workers[number]), &service.endpoint});
   }
   ports_.close_all();
+  for (const auto& [port, raw] : own) {
+    if (raw == nullptr || raw->transport == Transport::tcp) {
+      set_keep_alive(port.listener.socket.get(), config_.keep_alive);
+    }
+  }
   return own;
+}
+
+std::vector<http::Endpoint> ServiceGeneration::endpoints_of(std::vector<Taken>& ports) {
+  std::vector<http::Endpoint> endpoints;
+  for (auto& [port, raw] : ports) {
+    endpoints.push_back({port.listener.socket.release(), &port.handover, raw});
+  }
+  return endpoints;
 }
 
 int ServiceGeneration::serve(WorkerSeat seat) const {
@@ -114,7 +123,7 @@ int ServiceGeneration::serve(WorkerSeat seat) const {
   }
   http::RequestHandler* const handler =
       access_log ? static_cast<http::RequestHandler*>(&*access_log) : &runner;
-  std::vector<WorkerPort> own = take_ports(number);
+  std::vector<Taken> own = take_ports(number);
   const ListenAddress& own_address = http_ports_.front()->address;
   set_host_port(own_address.port);
   runner.set_own_origin(own_origin(own_address));

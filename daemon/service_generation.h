@@ -6,19 +6,21 @@
 
 #include "daemon/admin/telemetry.h"
 #include "daemon/config.h"
-#include "daemon/ports.h"
+#include "daemon/http/server.h"
 #include "daemon/process/generation.h"
 #include "daemon/service/check.h"
 #include "daemon/service/service_image.h"
+#include "daemon/service_ports.h"
 
 namespace vsd {
 
 class ServiceGeneration final : public Generation {
  public:
-  // Serves at `http_ports`, which are among `ports`. `ports` must outlive the generation, and
-  // `telemetry` too; without it nothing is recorded.
+  // Serves at `http_ports` and `service_ports`, which are among `ports`. `ports` must outlive the
+  // generation, and `telemetry` too; without it nothing is recorded.
   ServiceGeneration(Config config, PreparedServices prepared, Ports& ports,
-                    std::vector<PortPtr> http_ports, Telemetry* telemetry);
+                    std::vector<PortPtr> http_ports, std::vector<ServicePort> service_ports,
+                    Telemetry* telemetry);
 
   [[nodiscard]] int serve(WorkerSeat seat) const override;
   [[nodiscard]] std::string service_name(std::uint32_t service) const override;
@@ -28,11 +30,20 @@ class ServiceGeneration final : public Generation {
   [[nodiscard]] const Config& config() const noexcept { return config_; }
   [[nodiscard]] const PreparedServices& prepared() const noexcept { return prepared_; }
   [[nodiscard]] const std::vector<PortPtr>& http_ports() const noexcept { return http_ports_; }
+  [[nodiscard]] const std::vector<ServicePort>& service_ports() const noexcept {
+    return service_ports_;
+  }
   // The services' rows of the counters.
   [[nodiscard]] const std::vector<std::uint32_t>& rows() const noexcept { return rows_; }
 
  private:
-  [[nodiscard]] std::vector<WorkerPort> take_ports(std::uint32_t number) const;
+  // A port as one worker has it.
+  struct Taken {
+    WorkerPort port;
+    const raw::Endpoint* raw = nullptr;
+  };
+  [[nodiscard]] std::vector<Taken> take_ports(std::uint32_t number) const;
+  [[nodiscard]] static std::vector<http::Endpoint> endpoints_of(std::vector<Taken>& ports);
 
   Config config_;
   ScriptRules rules_;
@@ -41,6 +52,7 @@ class ServiceGeneration final : public Generation {
   ServiceStates states_;
   Ports& ports_;
   std::vector<PortPtr> http_ports_;
+  std::vector<ServicePort> service_ports_;
   const Telemetry* telemetry_;
   std::vector<std::uint32_t> rows_;
 };

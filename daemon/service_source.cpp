@@ -24,6 +24,11 @@ ScriptBuildSettings build_settings(const Config& config) {
   return make_script_build_settings(config.root, config.compiler, config.script_flags);
 }
 
+void print_problems(const PreparedServices& prepared) {
+  print_problems(prepared.warnings, "warning");
+  print_problems(prepared.errors, "error");
+}
+
 // Builds every script and writes what came of it to `out`. A process of its own: its end is read as
 // the end of the results.
 [[noreturn]] void run_builds(const Config& config, int out) {
@@ -76,8 +81,15 @@ std::string lines_of(const std::vector<Problem>& problems) {
 
 PreparedServices prepare_and_report(const Config& config) {
   PreparedServices prepared = prepare_services(config.root, build_settings(config));
-  print_problems(prepared.warnings, "warning");
-  print_problems(prepared.errors, "error");
+  print_problems(prepared);
+  return prepared;
+}
+
+PreparedServices prepare_and_report(const Config& config, Ports& ports,
+                                    std::vector<ServicePort>& service_ports) {
+  PreparedServices prepared = prepare_services(config.root, build_settings(config));
+  service_ports = open_service_ports(ports, prepared, config.free_service_ports);
+  print_problems(prepared);
   return prepared;
 }
 
@@ -176,12 +188,15 @@ GenerationPtr ServiceSource::finish(std::string& problem) {
           const ScriptBuildResult* const built = builds->find(source);
           return built != nullptr ? *built : build_script(source, settings);
         });
-    print_problems(prepared.warnings, "warning");
-    print_problems(prepared.errors, "error");
+    const bool free_ports = config_.free_service_ports;
+    std::vector<ServicePort> service_ports = open_service_ports(ports_, prepared, free_ports);
+    print_problems(prepared);
     problem += lines_of(prepared.errors);
     keep_former_versions(latest_->prepared(), prepared);
+    service_ports = open_service_ports(ports_, prepared, free_ports);  // theirs are open still
     latest_ = std::make_shared<const ServiceGeneration>(config_, std::move(prepared), ports_,
-                                                        latest_->http_ports(), telemetry_);
+                                                        latest_->http_ports(),
+                                                        std::move(service_ports), telemetry_);
     return latest_;
   } catch (const std::exception& error) {
     problem += std::string(error.what()) + "\n";

@@ -17,6 +17,9 @@ namespace vsd {
 
 // The services of a work directory and their scripts, as they are now. Prints what is wrong.
 [[nodiscard]] PreparedServices prepare_and_report(const Config& config);
+// The same, with their ports opened.
+[[nodiscard]] PreparedServices prepare_and_report(const Config& config, Ports& ports,
+                                                  std::vector<ServicePort>& service_ports);
 
 class ServiceSource final : public GenerationSource {
  public:

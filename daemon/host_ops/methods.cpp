@@ -29,12 +29,18 @@ HttpMethodInfo* get_http_method(connection* cptr) {
 char* get_proto_type(int proto) {
   static char http[] = "http";
   static char https[] = "https";
+  static char tcp[] = "tcp";
+  static char udp[] = "udp";
   static char unknown[] = "";
   switch (proto) {
     case VSD_PROTO_HTTP:
       return http;
     case VSD_PROTO_HTTPS:
       return https;
+    case VSD_PROTO_TCP:
+      return tcp;
+    case VSD_PROTO_UDP:
+      return udp;
     default:
       return unknown;
   }

@@ -44,6 +44,11 @@ void Connection::on_ready() {
   run(now);
 }
 
+void Connection::resume(TimePoint now) {
+  const std::shared_ptr<Connection> self = shared_from_this();
+  run(now);
+}
+
 void Connection::watch(Interest interest) {
   wanted_ = interest;
   if (interest != interest_) {

@@ -13,13 +13,11 @@ namespace vsd::http {
 class Connection;
 
 // The event loop, as its connections see it.
-class ConnectionOwner {
+class ConnectionOwner : public DelayOwner {
  public:
   ConnectionOwner(const ConnectionOwner&) = delete;
   ConnectionOwner& operator=(const ConnectionOwner&) = delete;
 
-  // Call `connection.resume` when `due` has passed, unless it is closed before.
-  virtual void delay(Connection& connection, TimePoint due) = 0;
   // No request of the connection is under way (any more). It may be closed at once.
   virtual void idle(Connection& connection) = 0;
   // The connection has closed its socket; it must live until its own call returns.
@@ -32,7 +30,7 @@ class ConnectionOwner {
 
 class Connection final : public SocketPoller::Watcher,
                          public ForwardSink,
-                         public DelayQueue::Item,
+                         public Delayed,
                          public std::enable_shared_from_this<Connection> {
  public:
   // Registers the socket. Throws std::system_error.
@@ -40,8 +38,7 @@ class Connection final : public SocketPoller::Watcher,
              FileDescriptor socket, std::unique_ptr<Dialogue> dialogue);
 
   void on_ready() override;
-  // Goes on after a delay.
-  void resume(TimePoint now) { run(now); }
+  void resume(TimePoint now) override;
   void check_deadline(TimePoint now);
   // Serves what has arrived and closes if no request is under way: one may have crossed the
   // decision to end.

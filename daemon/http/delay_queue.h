@@ -55,4 +55,27 @@ class DelayQueue {
   std::vector<Entry> heap_;
 };
 
+// What goes on after a delay.
+class Delayed : public DelayQueue::Item {
+ public:
+  virtual void resume(DelayQueue::TimePoint now) = 0;
+
+ protected:
+  ~Delayed() = default;
+};
+
+// Whoever has such a queue and looks at it in time.
+class DelayOwner {
+ public:
+  DelayOwner(const DelayOwner&) = delete;
+  DelayOwner& operator=(const DelayOwner&) = delete;
+
+  // Call `item.resume` when `due` has passed, unless it is gone before.
+  virtual void delay(Delayed& item, DelayQueue::TimePoint due) = 0;
+
+ protected:
+  DelayOwner() = default;
+  ~DelayOwner() = default;
+};
+
 }  // namespace vsd::http

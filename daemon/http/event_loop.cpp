@@ -14,6 +14,7 @@
 #include <utility>
 
 #include "daemon/http/exchange.h"
+#include "daemon/raw/raw_exchange.h"
 
 namespace vsd::http {
 namespace {
@@ -27,10 +28,15 @@ constexpr int kReleasesPerEvent = 256;        // of answers that are due; likewi
 
 }  // namespace
 
-EventLoop::Intake::Intake(asio::io_context& io, const Endpoint& endpoint)
-    : listener(io), handed_over(io), handover(endpoint.handover) {
-  listener.assign(endpoint.socket);
-  listener.non_blocking(true);
+EventLoop::Intake::Intake(EventLoop& loop, const Endpoint& endpoint)
+    : listener(loop.io_), handed_over(loop.io_), handover(endpoint.handover), raw(endpoint.raw) {
+  if (raw != nullptr && raw->transport == Transport::udp) {
+    datagrams = std::make_unique<raw::DatagramPort>(loop, loop.context_, loop.poller_,
+                                                    FileDescriptor(endpoint.socket), *raw);
+  } else {
+    listener.assign(endpoint.socket);
+    listener.non_blocking(true);
+  }
   if (handover != nullptr) {
     handed_over.assign(handover->descriptor());
   }
@@ -46,7 +52,7 @@ EventLoop::EventLoop(const HttpLimits& limits, RequestHandler& handler,
                      const std::vector<Endpoint>& endpoints)
     : context_(limits, handler) {
   for (const Endpoint& endpoint : endpoints) {
-    intakes_.push_back(std::make_unique<Intake>(io_, endpoint));
+    intakes_.push_back(std::make_unique<Intake>(*this, endpoint));
   }
   const int event = ::eventfd(0, EFD_CLOEXEC | EFD_NONBLOCK);
   if (event < 0) {
@@ -137,9 +143,14 @@ void EventLoop::open(Intake& intake, FileDescriptor socket) {
   ::setsockopt(socket.get(), IPPROTO_TCP, TCP_NODELAY, &on, sizeof on);
   const TimePoint now = Clock::now();
   try {
-    auto exchange = std::make_unique<Exchange>(context_, socket.get(), now);
+    std::unique_ptr<Dialogue> dialogue;
+    if (intake.raw != nullptr) {
+      dialogue = std::make_unique<raw::RawExchange>(context_, *intake.raw, socket.get(), now);
+    } else {
+      dialogue = std::make_unique<Exchange>(context_, socket.get(), now);
+    }
     auto connection = std::make_shared<Connection>(*this, context_, poller_, std::move(socket),
-                                                   std::move(exchange));
+                                                   std::move(dialogue));
     connection->index = clients_.size();
     clients_.push_back({std::move(connection), now + shortest_timeout(context_.limits), &intake});
     arm_sweep();
@@ -190,8 +201,8 @@ bool EventLoop::make_room_for_client(Intake& intake) {
   return true;
 }
 
-void EventLoop::delay(Connection& connection, TimePoint due) {
-  delayed_.add(connection, due);
+void EventLoop::delay(Delayed& item, TimePoint due) {
+  delayed_.add(item, due);
   arm_delay_timer();
   tell_connections();
 }
@@ -224,11 +235,11 @@ void EventLoop::release_due() {
     if (item == nullptr) {
       break;
     }
-    const ConnectionPtr connection = static_cast<Connection*>(item)->shared_from_this();
-    connection->resume(now);
+    static_cast<Delayed*>(item)->resume(now);
   }
   tell_connections();
   arm_delay_timer();
+  end_when_drained();
 }
 
 void EventLoop::arm_sweep() {
@@ -259,7 +270,7 @@ void EventLoop::sweep() {
     if (intake->listener.is_open() && !intake->accepting) {
       accept_clients(*intake);
     }
-    all_accepting = all_accepting && intake->accepting;
+    all_accepting = all_accepting && (intake->accepting || intake->datagrams != nullptr);
   }
   if (hands_over()) {
     hand_over_idle();

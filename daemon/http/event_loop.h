@@ -21,6 +21,7 @@
 
 #include "daemon/http/connection.h"
 #include "daemon/http/server.h"
+#include "daemon/raw/datagram_port.h"
 
 namespace vsd::http {
 
@@ -53,7 +54,7 @@ class EventLoop final : public ConnectionOwner {
 
   // An endpoint and the waits on it.
   struct Intake {
-    Intake(asio::io_context& io, const Endpoint& endpoint);
+    Intake(EventLoop& loop, const Endpoint& endpoint);
     ~Intake();
     Intake(const Intake&) = delete;
     Intake& operator=(const Intake&) = delete;
@@ -61,7 +62,9 @@ class EventLoop final : public ConnectionOwner {
     Descriptor listener;
     Descriptor handed_over;  // the channel's
     const HandoverChannel* handover;
-    bool accepting = false;  // a wait on the listener is under way
+    const raw::Endpoint* raw;
+    std::unique_ptr<raw::DatagramPort> datagrams;  // then there is no listener
+    bool accepting = false;                        // a wait on the listener is under way
   };
 
   // `look_at` is no later than the connection's deadline can be, so that the sweep passes over
@@ -72,7 +75,7 @@ class EventLoop final : public ConnectionOwner {
     Intake* intake;
   };
 
-  void delay(Connection& connection, TimePoint due) override;
+  void delay(Delayed& item, TimePoint due) override;
   void idle(Connection& connection) override;
   void closed(Connection& connection) noexcept override;
 

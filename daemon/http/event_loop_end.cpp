@@ -69,6 +69,12 @@ void EventLoop::on_stop() {
 
 void EventLoop::begin_drain() {
   for (const auto& intake : intakes_) {
+    if (intake->datagrams != nullptr && !retired_) {
+      close_queue(intake->datagrams->socket());
+      while (intake->datagrams->receive()) {
+      }
+      intake->datagrams->stop_receiving();
+    }
     if (intake->listener.is_open()) {
       close_queue(intake->listener.native_handle());
       while (accept_clients(*intake)) {  // who has connected is served
@@ -105,6 +111,9 @@ void EventLoop::begin_retirement() {
     error_code ignored;
     intake->listener.close(ignored);
     intake->handed_over.release();
+    if (intake->datagrams != nullptr) {
+      intake->datagrams->stop_receiving();
+    }
   }
   hand_over_idle();
   if (on_retired_) {
@@ -114,7 +123,7 @@ void EventLoop::begin_retirement() {
 }
 
 void EventLoop::end_when_drained() {
-  if ((context_.draining || retired_) && clients_.empty()) {
+  if ((context_.draining || retired_) && clients_.empty() && delayed_.empty()) {
     io_.stop();
   }
 }

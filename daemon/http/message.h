@@ -34,9 +34,13 @@ struct Request {
                             // its scheme and authority, which remain in `head`
   std::string_view head;    // raw text from the request line through the blank line
   std::string_view body;    // transfer coding removed; may hold NULs
+  std::string_view path;    // what services are matched by instead of the target's path; empty for
+                            // HTTP
+  std::string_view client;  // the sender's address where there is no socket to ask
   int socket = -1;
   std::unique_ptr<Session>* session = nullptr;  // the connection's, empty at first; null: none
   int version = 11;                             // 10 or 11 for HTTP/1.0 and 1.1
+  char protocol = VSD_PROTO_HTTP;
   bool has_if_modified_since = false;
   bool has_if_none_match = false;
   bool can_be_forwarded = false;  // Response::forward may be set

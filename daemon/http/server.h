@@ -9,6 +9,7 @@
 #include "daemon/http/handover.h"
 #include "daemon/http/message.h"
 #include "daemon/http/traffic_observer.h"
+#include "daemon/raw/endpoint.h"
 
 namespace vsd::http {
 
@@ -16,8 +17,9 @@ class EventLoop;
 
 // Where a server gets its clients from.
 struct Endpoint {
-  int socket = -1;  // listening, a stream socket; the server takes it over
+  int socket = -1;  // listening, or bound for datagrams; the server takes it
   const HandoverChannel* handover = nullptr;  // of clients that others have accepted
+  const raw::Endpoint* raw = nullptr;         // what is spoken there; null: HTTP
 };
 
 class Server {

@@ -100,7 +100,7 @@ void ConnectionState::begin(const ServiceView& service, const http::Request& req
   url_.assign(request.target);
 
   record_.fd = socket_ = request.socket;
-  record_.proto_type = VSD_PROTO_HTTP;
+  record_.proto_type = request.protocol;
   record_.conn_state = kHttp1State;
   record_.flag = flags_of(request);
   record_.scptr = service.contract();

@@ -14,6 +14,7 @@
 
 #include "daemon/http/message.h"
 #include "daemon/problem.h"
+#include "daemon/raw/endpoint.h"
 #include "daemon/service/service_time.h"
 
 namespace vsd {
@@ -167,12 +168,13 @@ struct ServiceDefinition {
   std::filesystem::path file;    // the service.wz that all line numbers count in
   std::filesystem::path script;  // script.c; empty when there is none
   std::string name;
-  int line = 0;                      // of wz_service
-  std::vector<std::string> methods;  // upper case, in the order written
-  int trace_level = -1;              // of the trace log; below 0: the daemon's
-  std::string url;                   // path without query, starts with '/'; or an expression
-  bool url_is_regex = false;         // that the whole path must match
-  int priority = 0;                  // higher is tried first
+  int line = 0;                         // of wz_service
+  std::vector<std::string> methods;     // upper case, in the order written
+  int trace_level = -1;                 // of the trace log; below 0: the daemon's
+  std::optional<raw::Declaration> raw;  // of another protocol than HTTP; `url` is its path then
+  std::string url;                      // path without query, starts with '/'; or an expression
+  bool url_is_regex = false;            // that the whole path must match
+  int priority = 0;                     // higher is tried first
   std::vector<ConditionDefinition> conditions;  // which a request must fulfil
   ServiceTime service_time;
   std::vector<VariableDefinition> variables;

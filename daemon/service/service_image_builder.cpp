@@ -89,6 +89,7 @@ class ServiceBuilder {
     record_.file = pool_.add(service_.file.string());
     record_.script = pool_.add(service_.script.string());
     record_.url = pool_.add(service_.url);
+    record_.is_raw = service_.raw.has_value();
     record_.trace_log_per_url = service_.trace_level;
     const auto subproject = service_.folder.parent_path().parent_path();
     record_.project = pool_.add(subproject.parent_path().filename().string()).offset;

@@ -64,6 +64,16 @@ class Addresses {
  public:
   // Takes the addresses of `service`, or reports the first one that another service has.
   bool claim(const ServiceDefinition& service, std::vector<Problem>& problems) {
+    if (service.raw) {
+      const auto [known, is_new] =
+          framings_.insert({service.url, {service.raw->framing, service.name}});
+      if (!is_new && known->second.first != service.raw->framing) {
+        problems.push_back({service.file, service.line,
+                            "service '" + service.name + "' separates messages in another way " +
+                                "than service '" + known->second.second + "' at the same address"});
+        return false;
+      }
+    }
     const Key key{service.url, service.url_is_regex, service.priority, conditions_of(service)};
     for (const std::string& method : service.methods) {
       const auto found = owners_.find({method, key});
@@ -97,6 +107,7 @@ class Addresses {
   }
 
   std::map<std::pair<std::string, Key>, Owner> owners_;
+  std::map<std::string, std::pair<raw::Framing, std::string>> framings_;  // by path
 };
 
 }  // namespace

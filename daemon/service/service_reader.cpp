@@ -14,6 +14,7 @@
 #include "daemon/service/forward_declaration.h"
 #include "daemon/service/match/condition_declaration.h"
 #include "daemon/service/match/url_pattern.h"
+#include "daemon/service/raw_declaration.h"
 #include "daemon/service/service_loader.h"
 #include "daemon/service/variable_declarations.h"
 
@@ -131,6 +132,19 @@ class ServiceReader {
     }
     service_.line = line_;
     service_.name = fields.name();
+    service_.trace_level = fields.number("trace", 0, kMaxTraceLevel, -1);
+    service_.priority = fields.number("priority", -kMaxPriority, kMaxPriority, 0);
+    service_.raw = read_raw_declaration(fields, report_);
+    if (service_.raw) {
+      service_.methods = {to_string(service_.raw->transport)};
+      service_.url = raw::path_of_key(service_.raw->key(service_.name));
+    } else {
+      set_methods(fields);
+      set_url(fields);
+    }
+  }
+
+  void set_methods(DeclarationFields& fields) {
     service_.methods.clear();
     const std::string methods = fields.text("method").value_or("GET");
     for (const std::string_view part : split(methods, '|')) {
@@ -142,9 +156,6 @@ class ServiceReader {
       }
       service_.methods.push_back(method);
     }
-    service_.trace_level = fields.number("trace", 0, kMaxTraceLevel, -1);
-    service_.priority = fields.number("priority", -kMaxPriority, kMaxPriority, 0);
-    set_url(fields);
   }
 
   void set_url(DeclarationFields& fields) {
@@ -273,8 +284,34 @@ class ServiceReader {
       line_ = variable.line;
       check_references(variable);
     }
+    if (service_.raw) {
+      check_raw();
+    }
     place_conditions();
     check_responses();
+  }
+
+  // What only HTTP has.
+  void check_raw() {
+    const auto check = [this](const ConditionDefinition& condition) {
+      line_ = condition.line;
+      if (condition.subject == ConditionSubject::query ||
+          condition.subject == ConditionSubject::header ||
+          condition.subject == ConditionSubject::cookie) {
+        report_("a message of this protocol has neither query nor headers to be matched");
+      }
+    };
+    std::for_each(conditions_.begin(), conditions_.end(), check);
+    for (const ResponseDefinition& response : service_.responses) {
+      std::for_each(response.conditions.begin(), response.conditions.end(), check);
+      line_ = response.line;
+      if (response.forward) {
+        report_("only HTTP is forwarded");
+      }
+      if (response.fault == http::Fault::slow && service_.raw->transport == Transport::udp) {
+        report_("a datagram is sent in one piece, so fault=slow cannot be");
+      }
+    }
   }
 
   // Conditions may stand before the response that they belong to.

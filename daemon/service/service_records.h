@@ -159,6 +159,7 @@ struct ServiceRecord : scontents {
   TextRef script;  // path of script.c; empty without one
   TextRef url;
   std::uint32_t url_regex = kNotCompiled;  // number of the expression when the URL is one
+  bool is_raw = false;                     // of another protocol than HTTP
   Rows<TextRef> methods;
   ServiceTime service_time;
   Rows<ConditionRow> conditions;

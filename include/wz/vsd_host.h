@@ -82,6 +82,8 @@ enum vsd_var_kind {
  * host's affair: the library only passes them on. */
 #define VSD_PROTO_HTTP 0
 #define VSD_PROTO_HTTPS 1
+#define VSD_PROTO_TCP 2
+#define VSD_PROTO_UDP 3
 
 /** Bytes of the buffer into which a date variable's format is written, its NUL included. */
 #define VSD_DATE_FORMAT_SIZE 4097

@@ -51,7 +51,8 @@ async function main() {
   const root = fs.mkdtempSync(path.join(os.tmpdir(), 'hessian_rpc_'));
   fs.cpSync(examples, root, { recursive: true });
   const child = spawn(vsd, ['run', '--root', root, '--listen', '127.0.0.1:0'],
-    { stdio: ['ignore', 'pipe', 'inherit'] });
+    { stdio: ['ignore', 'pipe', 'inherit'],
+      env: { ...process.env, VSD_SERVICE_PORTS: 'FREE' } });
   const ended = new Promise(resolve => child.on('exit', resolve));
   let failure = new Error('vsd did not get ready');
   for await (const line of readline.createInterface({ input: child.stdout })) {

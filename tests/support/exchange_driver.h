@@ -1,12 +1,14 @@
-// Drives an Exchange as an event loop would, with bytes and times from the caller.
+// Drives a connection as an event loop would, with bytes and times from the caller.
 #pragma once
 
 #include <algorithm>
 #include <cstring>
+#include <memory>
 #include <string>
 #include <string_view>
 
 #include "daemon/http/exchange.h"
+#include "daemon/raw/raw_exchange.h"
 
 namespace vsd::http {
 
@@ -45,8 +47,16 @@ class EchoHandler : public RequestHandler {
 
 class ExchangeDriver {
  public:
-  ExchangeDriver(const HttpLimits& limits, RequestHandler& handler)
-      : context_(limits, handler), exchange_(context_, -1, now) {}
+  // HTTP, or what is spoken at `endpoint`, which must outlive the driver.
+  ExchangeDriver(const HttpLimits& limits, RequestHandler& handler,
+                 const raw::Endpoint* endpoint = nullptr)
+      : context_(limits, handler) {
+    if (endpoint != nullptr) {
+      dialogue_ = std::make_unique<raw::RawExchange>(context_, *endpoint, -1, now);
+    } else {
+      dialogue_ = std::make_unique<Exchange>(context_, -1, now);
+    }
+  }
 
   TimePoint now{std::chrono::hours(1)};
   std::string output;
@@ -54,23 +64,23 @@ class ExchangeDriver {
   bool shut_down = false;
   bool closed = false;
 
-  Exchange& exchange() { return exchange_; }
+  Dialogue& exchange() { return *dialogue_; }
   ExchangeContext& context() { return context_; }
 
   // Does what the exchange asks for, until it wants input, waits or is closed.
   Exchange::Step pump() {
     for (;;) {
-      const auto step = exchange_.step(now);
+      const auto step = dialogue_->step(now);
       if (step == Exchange::Step::write && client_reads) {
         std::size_t count = 0;
-        for (const auto piece : exchange_.output()) {
+        for (const auto piece : dialogue_->output()) {
           output += piece;
           count += piece.size();
         }
-        exchange_.written(count, now);
+        dialogue_->written(count, now);
       } else if (step == Exchange::Step::shut_down) {
         shut_down = true;
-        exchange_.shut_down(now);
+        dialogue_->shut_down(now);
       } else {
         closed = step == Exchange::Step::close;
         return step;
@@ -81,14 +91,14 @@ class ExchangeDriver {
   Exchange::Step feed(std::string_view bytes) {
     auto step = pump();
     while (!bytes.empty() && step == Exchange::Step::read) {
-      const auto space = exchange_.input_space();
+      const auto space = dialogue_->input_space();
       const auto count = std::min(space.size(), bytes.size());
       std::memcpy(space.data(), bytes.data(), count);
-      exchange_.received(count, now);
+      dialogue_->received(count, now);
       bytes.remove_prefix(count);
       step = pump();
       if (step == Exchange::Step::wait) {
-        now = exchange_.due();
+        now = dialogue_->due();
         step = pump();
       }
     }
@@ -96,19 +106,19 @@ class ExchangeDriver {
   }
 
   Exchange::Step end_input() {
-    exchange_.input_ended();
+    dialogue_->input_ended();
     return pump();
   }
 
   Exchange::Step later(Clock::duration time) {
     now += time;
-    (void)exchange_.check_deadline(now);
+    (void)dialogue_->check_deadline(now);
     return pump();
   }
 
  private:
   ExchangeContext context_;
-  Exchange exchange_;
+  std::unique_ptr<Dialogue> dialogue_;
 };
 
 // The output without "100 Continue", which depends on whether the body came with the head.

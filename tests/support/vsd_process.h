@@ -39,6 +39,7 @@ class VsdProcess {
     if (pid_ == 0) {
       dup2(ends[1], STDOUT_FILENO);
       dup2(open(log_path().c_str(), O_CREAT | O_WRONLY | O_APPEND, 0600), STDERR_FILENO);
+      setenv("VSD_SERVICE_PORTS", "FREE", 1);  // several vsd serve the same examples
       execl(VSD_BINARY, VSD_BINARY, "run", "--root", work.c_str(), "--listen", "127.0.0.1:0",
             option, nullptr);
       _exit(127);
@@ -64,6 +65,13 @@ class VsdProcess {
 
   [[nodiscard]] const std::string& ready_line() const { return ready_line_; }
   [[nodiscard]] int port() const { return port_; }
+  // Of a service of another protocol than HTTP.
+  [[nodiscard]] int port(const std::string& service) const {
+    const auto place = ready_line_.find(", " + service + " on ");
+    return place == std::string::npos
+               ? 0
+               : std::stoi(ready_line_.substr(ready_line_.find(':', place) + 1));
+  }
   // 0 without the keyword ADMIN.
   [[nodiscard]] int admin_port() const { return admin_port_; }
   [[nodiscard]] std::string url(const std::string& target) const {

@@ -80,7 +80,7 @@ std::optional<ServiceView> ServiceMatcher::first_fit(std::string_view method, bo
 ServiceMatch ServiceMatcher::match(const http::Request& request) {
   tester_.begin(request);
   request_ = request;
-  path_ = path_of(request.target);
+  path_ = request.path.empty() ? path_of(request.target) : request.path;
   reached_.clear();
   if (path_.starts_with('/')) {
     reach(MatchIndex::kRoot, path_.substr(1), true);
@@ -148,13 +148,16 @@ void ServiceMatcher::add_miss(const ServiceView& service, MissRanking& ranking) 
 NearMisses ServiceMatcher::near_misses() {
   MissRanking ranking;
   left_ = reached_;
+  const bool is_raw = !request_.path.empty();
   while (const auto candidate = next()) {
-    if (url_fits(*candidate)) {
+    if (candidate->service.record().is_raw == is_raw && url_fits(*candidate)) {
       add_miss(candidate->service, ranking);
     }
   }
-  for (std::uint32_t rank = 0; !ranking.is_decided() && rank < image_.size(); ++rank) {
-    ranking.add_by_path(image_.service_by_rank(rank), path_);
+  for (std::uint32_t rank = 0; !is_raw && !ranking.is_decided() && rank < image_.size(); ++rank) {
+    if (const ServiceView service = image_.service_by_rank(rank); !service.record().is_raw) {
+      ranking.add_by_path(service, path_);
+    }
   }
   return ranking.result(path_);
 }
