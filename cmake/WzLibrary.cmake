@@ -9,7 +9,8 @@ wz_exports(wz ${CMAKE_SOURCE_DIR}/cmake/exports.txt)
 # must not get them, and they need no indirection.
 target_link_options(wz PRIVATE -Wl,-Bsymbolic-functions)
 target_link_libraries(wz PRIVATE wz_settings OpenSSL::Crypto CURL::libcurl
-  GSL::gsl LibXml2::LibXml2 duktape PkgConfig::LIBPQ PkgConfig::ODBC Threads::Threads)
+  GSL::gsl LibXml2::LibXml2 duktape PkgConfig::LIBPQ PkgConfig::ODBC
+  ${BERKELEY_DB_LIBRARY} Threads::Threads)
 if(NOT WZ_SANITIZERS)
   # Host symbols are weak references; anything else that is undefined is a mistake.
   target_link_options(wz PRIVATE -Wl,-z,defs)

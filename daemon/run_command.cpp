@@ -186,6 +186,7 @@ int run_command(const CommandLine& line) {
     watch.emplace(config.root);  // before the services are read, so that no change is missed
   }
   const WorkerStatus status(static_cast<std::size_t>(config.workers));
+  DataStore store(config.root);
   std::vector<ServicePort> service_ports;
   PreparedServices prepared = prepare_and_report(config, ports, service_ports);
   if (prepared.errors.empty()) {
@@ -196,10 +197,10 @@ int run_command(const CommandLine& line) {
     recorded.emplace(status, prepared.services.size(), config.journal_bytes);
   }
   Telemetry* const telemetry = recorded ? &*recorded : nullptr;
-  auto first = std::make_shared<const ServiceGeneration>(config, std::move(prepared), ports,
-                                                         std::move(http_ports),
-                                                         std::move(service_ports), telemetry);
-  ServiceSource source(line, first, ports, telemetry);
+  auto first = std::make_shared<const ServiceGeneration>(
+      config, std::move(prepared), ports, std::move(http_ports), std::move(service_ports), store,
+      telemetry);
+  ServiceSource source(line, first, ports, store, telemetry);
   RunEvents events(source, ports, pid_file.get(), std::move(watch), telemetry,
                    admin ? &*admin : nullptr);
   return supervise(status, std::move(first), source, events);

@@ -12,6 +12,7 @@
 #include <utility>
 
 #include "daemon/access_log.h"
+#include "daemon/data_source/source_session.h"
 #include "daemon/forward/curl_forwarder.h"
 #include "daemon/host_ops/host_ops.h"
 #include "daemon/http/server.h"
@@ -57,11 +58,23 @@ std::string own_origin(ListenAddress address) {
   return "http://" + to_string(address);
 }
 
+std::vector<const DataSourceDefinition*> data_sources_of(
+    const std::vector<ServiceDefinition>& services) {
+  std::vector<const DataSourceDefinition*> sources;
+  for (const ServiceDefinition& service : services) {
+    for (const DataSourceDefinition& source : service.data_sources) {
+      sources.push_back(&source);
+    }
+  }
+  return sources;
+}
+
 }  // namespace
 
 ServiceGeneration::ServiceGeneration(Config config, PreparedServices prepared, Ports& ports,
                                      std::vector<PortPtr> http_ports,
-                                     std::vector<ServicePort> service_ports, Telemetry* telemetry)
+                                     std::vector<ServicePort> service_ports, DataStore& store,
+                                     Telemetry* telemetry)
     : config_(std::move(config)),
       rules_{config_.script_timeout, config_.crash_limit, config_.crash_window},
       prepared_(std::move(prepared)),
@@ -70,6 +83,8 @@ ServiceGeneration::ServiceGeneration(Config config, PreparedServices prepared, P
       ports_(ports),
       http_ports_(std::move(http_ports)),
       service_ports_(std::move(service_ports)),
+      store_(store),
+      tables_(store.tables_of(data_sources_of(prepared_.services))),
       telemetry_(telemetry) {
   if (telemetry != nullptr) {
     rows_ = telemetry->rows.rows_of(prepared_.services);
@@ -112,6 +127,7 @@ int ServiceGeneration::serve(WorkerSeat seat) const {
   set_host_process(static_cast<int>(number), ports_.workers());
   set_host_load(config_, static_cast<int>(number));
   std::vector<Problem> problems;
+  SourceSession data_sources(store_, tables_);
   ScriptGuard guard(seat.slot);
   ServiceRunner runner(image_, load_scripts(prepared_, problems), guard, states_);
   runner.set_match_detail(config_.match_detail);

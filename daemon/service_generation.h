@@ -6,6 +6,7 @@
 
 #include "daemon/admin/telemetry.h"
 #include "daemon/config.h"
+#include "daemon/data_source/data_store.h"
 #include "daemon/http/server.h"
 #include "daemon/process/generation.h"
 #include "daemon/service/check.h"
@@ -16,11 +17,12 @@ namespace vsd {
 
 class ServiceGeneration final : public Generation {
  public:
-  // Serves at `http_ports` and `service_ports`, which are among `ports`. `ports` must outlive the
-  // generation, and `telemetry` too; without it nothing is recorded.
+  // Serves at `http_ports` and `service_ports`, which are among `ports`. `ports` and `store` must
+  // outlive the generation, and `telemetry` too; without it nothing is recorded. Throws
+  // std::runtime_error when the tables of a data source cannot be made.
   ServiceGeneration(Config config, PreparedServices prepared, Ports& ports,
                     std::vector<PortPtr> http_ports, std::vector<ServicePort> service_ports,
-                    Telemetry* telemetry);
+                    DataStore& store, Telemetry* telemetry);
 
   [[nodiscard]] int serve(WorkerSeat seat) const override;
   [[nodiscard]] std::string service_name(std::uint32_t service) const override;
@@ -53,6 +55,8 @@ class ServiceGeneration final : public Generation {
   Ports& ports_;
   std::vector<PortPtr> http_ports_;
   std::vector<ServicePort> service_ports_;
+  const DataStore& store_;
+  std::vector<DataTablePtr> tables_;  // in the order of the services
   const Telemetry* telemetry_;
   std::vector<std::uint32_t> rows_;
 };

@@ -95,8 +95,8 @@ PreparedServices prepare_and_report(const Config& config, Ports& ports,
 
 ServiceSource::ServiceSource(const CommandLine& line,
                              std::shared_ptr<const ServiceGeneration> first, Ports& ports,
-                             Telemetry* telemetry)
-    : line_(line), ports_(ports), telemetry_(telemetry), latest_(std::move(first)) {}
+                             DataStore& store, Telemetry* telemetry)
+    : line_(line), ports_(ports), store_(store), telemetry_(telemetry), latest_(std::move(first)) {}
 
 ServiceSource::~ServiceSource() {
   cancel();
@@ -194,9 +194,9 @@ GenerationPtr ServiceSource::finish(std::string& problem) {
     problem += lines_of(prepared.errors);
     keep_former_versions(latest_->prepared(), prepared);
     service_ports = open_service_ports(ports_, prepared, free_ports);  // theirs are open still
-    latest_ = std::make_shared<const ServiceGeneration>(config_, std::move(prepared), ports_,
-                                                        latest_->http_ports(),
-                                                        std::move(service_ports), telemetry_);
+    latest_ = std::make_shared<const ServiceGeneration>(
+        config_, std::move(prepared), ports_, latest_->http_ports(), std::move(service_ports),
+        store_, telemetry_);
     return latest_;
   } catch (const std::exception& error) {
     problem += std::string(error.what()) + "\n";

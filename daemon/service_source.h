@@ -23,10 +23,10 @@ namespace vsd {
 
 class ServiceSource final : public GenerationSource {
  public:
-  // `first` is the generation that is served now. `line`, `ports` and `telemetry`, which may be
-  // null, must outlive the source.
+  // `first` is the generation that is served now. `line`, `ports`, `store` and `telemetry`,
+  // which may be null, must outlive the source.
   ServiceSource(const CommandLine& line, std::shared_ptr<const ServiceGeneration> first,
-                Ports& ports, Telemetry* telemetry);
+                Ports& ports, DataStore& store, Telemetry* telemetry);
   ~ServiceSource() override;
 
   [[nodiscard]] bool begin(std::string& problem) override;

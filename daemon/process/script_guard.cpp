@@ -14,6 +14,8 @@ constexpr std::array kFaults = {SIGSEGV, SIGBUS, SIGFPE, SIGILL, SIGABRT, SIGSYS
 constexpr std::size_t kSignalStackSize = 64 * 1024;
 
 ScriptGuard* active = nullptr;  // signal handlers get no argument
+volatile std::sig_atomic_t holds = 0;
+volatile std::sig_atomic_t timeout_is_due = 0;  // came while held
 
 void handle(int signal, void (*handler)(int)) {
   struct sigaction action {};
@@ -34,6 +36,18 @@ void unblock_handled() {
 }
 
 }  // namespace
+
+void hold_script() noexcept {
+  holds = holds + 1;
+}
+
+void release_script() noexcept {
+  holds = holds - 1;
+  if (holds == 0 && timeout_is_due != 0) [[unlikely]] {
+    timeout_is_due = 0;
+    raise(kScriptTimeoutSignal);
+  }
+}
 
 ScriptGuard::ScriptGuard(WorkerSlot& slot) : slot_(slot) {}
 
@@ -87,11 +101,15 @@ bool ScriptGuard::run(void (*script)(), std::uint32_t service, Hook hook) {
 // The way back exists in the thread and process that run() was called in: not in a thread or child
 // that the script has made.
 bool ScriptGuard::may_leave() const noexcept {
-  return slot_.script.running() && getpid() == slot_.pid.load(std::memory_order_relaxed) &&
-         gettid() == getpid();
+  return holds == 0 && slot_.script.running() &&
+         getpid() == slot_.pid.load(std::memory_order_relaxed) && gettid() == getpid();
 }
 
 void ScriptGuard::on_signal(int signal) {
+  if (signal == kScriptTimeoutSignal && holds != 0) {
+    timeout_is_due = 1;
+    return;
+  }
   if (active != nullptr && active->may_leave()) {
     const ScriptActivity& script = active->slot_.script;
     // The parent's signal may arrive when the script that it was meant for has just returned.

@@ -16,6 +16,13 @@ namespace vsd {
 // Sent by the parent to a worker whose script has run for too long.
 inline constexpr int kScriptTimeoutSignal = SIGXCPU;
 
+// Between the two no script of this process is left, because it is inside of something that others
+// share: a script whose time is up is left at the release, and one that faults takes the process
+// with it. They nest, and cost no system call. The release may not return; nothing may be held by
+// then.
+void hold_script() noexcept;
+void release_script() noexcept;
+
 class ScriptGuard {
  public:
   // What runs is told to `slot`, which must outlive the guard.

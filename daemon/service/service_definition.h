@@ -12,6 +12,7 @@
 #include <variant>
 #include <vector>
 
+#include "daemon/data_source/data_source_definition.h"
 #include "daemon/http/message.h"
 #include "daemon/problem.h"
 #include "daemon/raw/endpoint.h"
@@ -91,11 +92,18 @@ struct IndexSource {
   std::vector<Row> rows;  // sorted by key, keys unique
 };
 
+// wz_global_index_var: writes a column of the row that another variable selects.
+struct GlobalIndexSource {
+  std::string data_source;
+  std::string key_variable;
+  std::string column;
+};
+
 struct VariableDefinition {
   std::string name;
   int line = 0;
   std::variant<ScratchSource, SearchSource, QuerySource, RequestSource, DateSource, GeneratedSource,
-               IndexSource>
+               IndexSource, GlobalIndexSource>
       source;
   short kind = SCRATCH_VAR;  // enum vsd_var_kind
   bool is_array = false;
@@ -165,8 +173,9 @@ struct ResponseDefinition {
 
 struct ServiceDefinition {
   std::filesystem::path folder;
-  std::filesystem::path file;    // the service.wz that all line numbers count in
-  std::filesystem::path script;  // script.c; empty when there is none
+  std::filesystem::path file;       // the service.wz that all line numbers count in
+  std::filesystem::path script;     // script.c; empty when there is none
+  std::filesystem::path kept_rows;  // folder of data sources that are kept
   std::string name;
   int line = 0;                         // of wz_service
   std::vector<std::string> methods;     // upper case, in the order written
@@ -177,6 +186,7 @@ struct ServiceDefinition {
   int priority = 0;                     // higher is tried first
   std::vector<ConditionDefinition> conditions;  // which a request must fulfil
   ServiceTime service_time;
+  std::vector<DataSourceDefinition> data_sources;
   std::vector<VariableDefinition> variables;
   std::vector<ResponseDefinition> responses;
   bool is_former_version = false;  // what is in the folder now has errors

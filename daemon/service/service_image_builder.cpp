@@ -68,6 +68,7 @@ class ServiceBuilder {
     add_responses();
     const std::string& pool = pool_.bytes();
     record_.string_big_buf_idx = from_record(arena_.append(pool.data(), pool.size()));
+    record_.service_name_idx = record_.string_big_buf_idx + record_.name.offset;
     arena_.put(block_start_, block_);
     arena_.put(start_, record_);
     return start_;
@@ -250,6 +251,26 @@ class ServiceBuilder {
     index_values_.push_back(arena_.append(values));
   }
 
+  // The loader has checked that source and column are there.
+  void add_source(const GlobalIndexSource& index) {
+    prototypes_.push_back({});
+    set_table_index(global_indexes_.size());
+    const auto& sources = service_.data_sources;
+    const auto source = std::find_if(sources.begin(), sources.end(), [&](const auto& candidate) {
+      return candidate.name == index.data_source;
+    });
+    const auto& columns = source->format.columns;
+    GlobalIndexVarTable row{};
+    row.var_name = pool_.add(service_.variables[static_cast<std::size_t>(current_)].name).offset;
+    row.idx_ds_index_table =
+        static_cast<int>(numbers_.data_sources) + static_cast<int>(source - sources.begin());
+    row.index_var_name = pool_.add(index.key_variable).offset;
+    row.hash_code = current_;
+    row.param_seq_no =
+        static_cast<int>(std::find(columns.begin(), columns.end(), index.column) - columns.begin());
+    global_indexes_.push_back(row);
+  }
+
   void set_table_index(std::size_t index) {
     translations_[static_cast<std::size_t>(current_)].table_idx = static_cast<int>(index);
   }
@@ -275,6 +296,8 @@ class ServiceBuilder {
       arena_.put(own, descriptors[i]);
     }
     block_.indexvar_start_idx = from_block(start);
+    block_.g_indexvar_start_idx = from_block(arena_.append(global_indexes_));
+    numbers_.data_sources += static_cast<std::uint32_t>(service_.data_sources.size());
   }
 
   // How long the value that a reference finds stays the same.
@@ -387,6 +410,7 @@ class ServiceBuilder {
   std::vector<DateRow> dates_;
   std::vector<GeneratedRow> generated_;
   std::vector<IndexRow> indexes_;
+  std::vector<GlobalIndexVarTable> global_indexes_;
   std::vector<std::size_t> index_values_;  // where each one's PointerTableEntry rows start
 };
 

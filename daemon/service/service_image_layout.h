@@ -25,10 +25,11 @@ struct ImageHeader {
   std::uint32_t xpath_count = 0;
 };
 
-// Numbers given to expressions as services are laid out.
+// Numbers given to expressions and data sources as services are laid out.
 struct ExpressionNumbers {
   std::uint32_t regexes = 0;
   std::uint32_t xpaths = 0;
+  std::uint32_t data_sources = 0;
 };
 
 // Raw bytes that grow at the end; records go to multiples of 8.

@@ -42,9 +42,10 @@ std::vector<fs::path> service_folders(const fs::path& root) {
   return found;
 }
 
-bool load_service(const fs::path& folder, ServiceDefinition& service,
+bool load_service(const fs::path& root, const fs::path& folder, ServiceDefinition& service,
                   std::vector<Problem>& problems) {
   service.folder = folder;
+  service.kept_rows = kept_rows_folder(root);
   service.file = folder / "service.wz";
   std::ifstream file(service.file, std::ios::binary);
   if (!file) {
@@ -110,16 +111,37 @@ class Addresses {
   std::map<std::string, std::pair<raw::Framing, std::string>> framings_;  // by path
 };
 
+// Scripts of every service may use every data source, so their names are the names of one service.
+class SourceNames {
+ public:
+  bool claim(const ServiceDefinition& service, std::vector<Problem>& problems) {
+    for (const DataSourceDefinition& source : service.data_sources) {
+      const auto [owner, is_new] = owners_.insert({source.name, service.file});
+      if (!is_new) {
+        problems.push_back({service.file, source.line,
+                            "wz_index_datasource: there is a data source '" + source.name +
+                                "' in " + owner->second.string()});
+        return false;
+      }
+    }
+    return true;
+  }
+
+ private:
+  std::map<std::string, fs::path> owners_;
+};
+
 }  // namespace
 
 LoadedServices load_services(const fs::path& root) {
   forget_holidays();
   LoadedServices loaded;
   Addresses addresses;
+  SourceNames sources;
   for (const fs::path& folder : service_folders(root)) {
     ServiceDefinition service;
-    if (load_service(folder, service, loaded.problems) &&
-        addresses.claim(service, loaded.problems)) {
+    if (load_service(root, folder, service, loaded.problems) &&
+        addresses.claim(service, loaded.problems) && sources.claim(service, loaded.problems)) {
       loaded.services.push_back(std::move(service));
     }
   }

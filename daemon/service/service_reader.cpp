@@ -9,6 +9,7 @@
 
 #include "daemon/http/message.h"
 #include "daemon/service/behaviour_declarations.h"
+#include "daemon/service/data_source_declarations.h"
 #include "daemon/service/declaration_fields.h"
 #include "daemon/service/declaration_splitter.h"
 #include "daemon/service/forward_declaration.h"
@@ -104,8 +105,9 @@ class ServiceReader {
     const VariableReader read_variable = find_variable_reader(api);
     const bool is_service_time = api == "wz_svc_time";
     const bool is_match = api == "wz_match";
+    const bool is_data_source = api == "wz_index_datasource";
     if (api != "wz_service" && api != "wz_response" && !is_service_time && !is_match &&
-        read_variable == nullptr) {
+        !is_data_source && read_variable == nullptr) {
       report_("unknown declaration '" + std::string(api) + "'");
       return;
     }
@@ -119,6 +121,8 @@ class ServiceReader {
       set_service(fields);
     } else if (is_match) {
       add_condition(fields);
+    } else if (is_data_source) {
+      add_data_source(fields);
     } else {
       add_response(fields);
     }
@@ -210,6 +214,25 @@ class ServiceReader {
       report_("the service has more than " + std::to_string(kMaxVariables) + " variables");
     }
     service_.variables.push_back(std::move(variable));
+  }
+
+  void add_data_source(DeclarationFields& fields) {
+    DataSourceDefinition source =
+        read_data_source(fields, service_.folder, service_.kept_rows, report_, problems_);
+    source.line = line_;
+    const DataSourceDefinition* first = find_data_source(source.name);
+    if (first != nullptr && !source.name.empty()) {
+      report_("data source '" + source.name + "' is declared already on line " +
+              std::to_string(first->line));
+    }
+    service_.data_sources.push_back(std::move(source));
+  }
+
+  const DataSourceDefinition* find_data_source(std::string_view name) const {
+    const auto found =
+        std::find_if(service_.data_sources.begin(), service_.data_sources.end(),
+                     [name](const DataSourceDefinition& other) { return other.name == name; });
+    return found == service_.data_sources.end() ? nullptr : &*found;
   }
 
   void add_response(DeclarationFields& fields) {
@@ -347,10 +370,36 @@ class ServiceReader {
         index != nullptr && !index->key_variable.empty()) {
       const VariableDefinition* key = find_variable(index->key_variable);
       if (key == nullptr || key->is_array || key->kind == VSD_DATE_VAR ||
-          key->kind == VSD_INDEX_VAR) {
+          key->kind == VSD_INDEX_VAR || key->kind == VSD_GLOBAL_INDEX_VAR) {
         report_("wz_index_var: key=" + index->key_variable +
                 " is no search, query, request or scratch variable");
       }
+    }
+    if (const auto* global = std::get_if<GlobalIndexSource>(&variable.source)) {
+      check_global_index(*global);
+    }
+  }
+
+  void check_global_index(const GlobalIndexSource& index) {
+    const VariableDefinition* key = find_variable(index.key_variable);
+    if (!index.key_variable.empty() &&
+        (key == nullptr || key->is_array || key->kind == VSD_GLOBAL_INDEX_VAR)) {
+      report_("wz_global_index_var: key=" + index.key_variable +
+              " is no variable that has one value");
+    }
+    const DataSourceDefinition* source = find_data_source(index.data_source);
+    if (source == nullptr) {
+      if (!index.data_source.empty()) {
+        report_("wz_global_index_var: source=" + index.data_source +
+                " is no wz_index_datasource of this service");
+      }
+      return;
+    }
+    const auto& columns = source->format.columns;
+    const auto column = std::find(columns.begin(), columns.end(), index.column);
+    if (!index.column.empty() && (column == columns.end() || column == columns.begin())) {
+      report_("wz_global_index_var: column=" + index.column + " is no column of '" +
+              index.data_source + "' behind its key");
     }
   }
 

@@ -8,6 +8,7 @@
 #include <iterator>
 #include <limits>
 
+#include "daemon/service/data_source_declarations.h"
 #include "daemon/service/date_declaration.h"
 #include "daemon/service/generated_declarations.h"
 
@@ -150,42 +151,6 @@ void read_generated(DeclarationFields& fields, const DeclarationPlace& place, co
   variable.source = std::move(generated);
 }
 
-// Each line of the file has columns; the first one is the key.
-std::vector<IndexSource::Row> read_rows(std::string_view text, char delimiter, int column) {
-  std::vector<IndexSource::Row> rows;
-  for (std::string_view line : split(text, '\n')) {
-    if (line.ends_with('\r')) {
-      line.remove_suffix(1);
-    }
-    const std::vector<std::string_view> columns = split(line, delimiter);
-    if (!line.empty() && columns.size() >= static_cast<std::size_t>(column)) {
-      rows.push_back(
-          {std::string(columns[0]), std::string(columns[static_cast<std::size_t>(column) - 1])});
-    }
-  }
-  const auto by_key = [](const auto& a, const auto& b) { return a.key < b.key; };
-  const auto same_key = [](const auto& a, const auto& b) { return a.key == b.key; };
-  std::stable_sort(rows.begin(), rows.end(), by_key);
-  rows.erase(std::unique(rows.begin(), rows.end(), same_key), rows.end());
-  return rows;
-}
-
-void read_index(DeclarationFields& fields, const DeclarationPlace& place, const Report& report,
-                VariableDefinition& variable) {
-  IndexSource index;
-  index.key_variable = fields.required_text("key");
-  const std::string delimiter = fields.text("delimiter").value_or(",");
-  if (delimiter.size() != 1) {
-    report("delimiter= must be one character");
-  }
-  const int column = fields.number("column", 2, WZ_API_MAX_VALUE, 2);
-  std::filesystem::path path;
-  const std::string text = read_named_file(fields, "file", place.folder, report, path);
-  index.rows = read_rows(text, delimiter.empty() ? ',' : delimiter[0], column);
-  variable.kind = VSD_INDEX_VAR;
-  variable.source = std::move(index);
-}
-
 }  // namespace
 
 VariableReader find_variable_reader(std::string_view api) {
@@ -194,11 +159,17 @@ VariableReader find_variable_reader(std::string_view api) {
     VariableReader read;
   };
   constexpr Known readers[] = {
-      {"wz_scratch_var", read_scratch},         {"wz_scratch_array", read_scratch_array},
-      {"wz_search_var", read_search},           {"wz_query_var", read_query},
-      {"wz_request_var", read_request},         {"wz_date_var", read_date},
-      {"wz_random_number_var", read_generated}, {"wz_random_string_var", read_generated},
-      {"wz_unique_number_var", read_generated}, {"wz_index_var", read_index},
+      {"wz_scratch_var", read_scratch},
+      {"wz_scratch_array", read_scratch_array},
+      {"wz_search_var", read_search},
+      {"wz_query_var", read_query},
+      {"wz_request_var", read_request},
+      {"wz_date_var", read_date},
+      {"wz_random_number_var", read_generated},
+      {"wz_random_string_var", read_generated},
+      {"wz_unique_number_var", read_generated},
+      {"wz_index_var", read_index},
+      {"wz_global_index_var", read_global_index},
   };
   for (const Known& known : readers) {
     if (known.api == api) {

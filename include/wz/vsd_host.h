@@ -198,6 +198,7 @@ typedef struct scontents {
   long project;
   long subproject;
   long folder;
+  long service_name_idx;   /**< distance to its name, NUL-terminated; 0: none */
 } scontents;
 
 /** What a variable is, by its hash code. */
@@ -278,10 +279,35 @@ typedef struct cr_scontents {
   int num_jms_headers;
 } cr_scontents;
 
-/** A data source with indexed rows. */
+struct __db; /* DB of Berkeley DB 5.3's <db.h> */
+
+/** A column of a data source. */
+typedef struct db_col {
+  char col_name[128]; /**< NUL-terminated */
+  int col_seq;        /**< position, from 0; the key column has 0 */
+  char is_file;       /**< the host's */
+} db_col;
+
+/** How the rows of a data source are kept: vsdIndexDataSource.p_mode. */
+#define VSD_PERSIST_NONE 0
+#define VSD_PERSIST_EACH_CHANGE 2 /**< make_db_backup after each change */
+
+/**
+ * A data source with indexed rows: Berkeley DB records whose key is the row's first column and
+ * whose data are the other columns, joined by the delimiter; no NUL belongs to either.
+ */
 typedef struct vsdIndexDataSource {
-  void *db_table; /**< Berkeley DB handle */
+  char *table_name; /**< what scripts call it */
+  /** The open table. The library puts a new one here when it empties a table that is not in a
+   * shared environment; in a shared one, which other processes hold open, it truncates. */
+  struct __db *db_table;
+  int num_columns; /**< the key column included */
+  db_col *column;  /**< `num_columns` of them */
   char col_delimiter;
+  int first_data_line;     /**< the host's */
+  char p_mode;             /**< VSD_PERSIST_* */
+  char file_name[1024];    /**< persistence file; empty: none */
+  unsigned int cache_size; /**< bytes of a table's cache of its own; 0: as it was */
 } vsdIndexDataSource;
 
 typedef struct HttpMethodInfo {
@@ -429,17 +455,43 @@ VSD_HOST_SYMBOL void get_val_of_searchInParam_from_any_param(connection *cptr, i
                                                              cr_scontents *block);
 
 /**
- * Writes one column of a keyed row of a data source: what saving a global index variable does.
+ * Writes one column of a keyed row of a data source.
  *
  * @param db           vsdIndexDataSource.db_table.
  * @param key, value   NUL-terminated; not kept.
- * @param column       GlobalIndexVarTable.param_seq_no.
+ * @param column       Position of the column, from 0; GlobalIndexVarTable.param_seq_no.
  * @param delimiter    vsdIndexDataSource.col_delimiter.
  * @param data_source  Row of indexdatasource.
- * @return             0, or -1 when nothing was written; the library does not look at it.
+ * @return             0, or -1 when nothing was written.
  */
 VSD_HOST_SYMBOL int update_column_value_in_db(void *db, char *key, char *value, int column,
                                               char delimiter, int data_source);
+
+/**
+ * Reads one column of a keyed row; arguments as above.
+ *
+ * @return  The column's text, the key itself for column 0; null when there is no row with that key.
+ *          The host's: the library does not free it, and a script gets it as it is.
+ */
+VSD_HOST_SYMBOL char *get_column_value_from_db(void *db, char *key, int column, char delimiter,
+                                               int data_source);
+
+/** Writes the persistence file of a data source. Called after each change of one whose p_mode is
+ * VSD_PERSIST_EACH_CHANGE; what goes wrong is the host's to tell. */
+VSD_HOST_SYMBOL void make_db_backup(int data_source);
+
+/**
+ * Enters a data source that several processes share: until vsd_data_source_leave no other one
+ * changes it. The library brackets with the two whatever has to happen as a whole, calls the
+ * operations above within, and looks at db_table anew inside. A host without them serves with one
+ * process.
+ *
+ * @param data_source   Row of indexdatasource.
+ * @param for_writing   Not 0: rows may change.
+ * @return              0; otherwise a Berkeley DB error code, and the data source is not entered.
+ */
+VSD_HOST_SYMBOL int vsd_data_source_enter(int data_source, int for_writing);
+VSD_HOST_SYMBOL void vsd_data_source_leave(int data_source);
 
 /**
  * Writes a line to the host's debug log if both masks have a bit in common with those of

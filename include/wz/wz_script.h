@@ -57,6 +57,7 @@
 
 #include <wz/wz_base.h>
 #include <wz/wz_database.h>
+#include <wz/wz_ids.h>
 #include <wz/wz_request_buffer.h>
 #include <wz/wz_rsa.h>
 #include <wz/wzlb_crypt.h>

@@ -39,10 +39,20 @@ void ServiceFixture::serve(std::string_view declarations, std::string_view head,
   if (const auto script = folder_.path() / "script.c"; std::filesystem::exists(script)) {
     definition.script = script;
   }
+  definition.kept_rows = vsd::kept_rows_folder(folder_.path());
   std::vector<vsd::Problem> problems;
   vsd::read_service(text, definition, problems);
   for (const vsd::Problem& problem : problems) {
     ADD_FAILURE() << to_string(problem);
+  }
+  std::vector<const vsd::DataSourceDefinition*> sources;
+  for (const vsd::DataSourceDefinition& source : definition.data_sources) {
+    sources.push_back(&source);
+  }
+  session_of_sources_.reset();
+  if (!sources.empty()) {
+    store_.emplace(folder_.path());
+    session_of_sources_.emplace(*store_, store_->tables_of(sources));
   }
   image_ = vsd::ServiceImage::build({&definition, 1});
   state_ = std::make_unique<vsd::ConnectionState>(*image_);

@@ -11,6 +11,7 @@
 #include <string>
 #include <string_view>
 
+#include "daemon/data_source/source_session.h"
 #include "daemon/service/connection_state.h"
 #include "daemon/service/service_image.h"
 #include "tests/support/temporary_folder.h"
@@ -61,6 +62,8 @@ class ServiceFixture : public ::testing::Test {
   struct Forward;
 
   TemporaryFolder folder_;
+  std::optional<vsd::DataStore> store_;
+  std::optional<vsd::SourceSession> session_of_sources_;
   std::optional<vsd::ServiceImage> image_;
   std::unique_ptr<vsd::ConnectionState> state_;
   std::unique_ptr<std::unique_ptr<vsd::http::Session>> session_;

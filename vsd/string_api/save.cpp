@@ -8,6 +8,7 @@
 #include <cstring>
 
 #include "vsd/string_api/context.h"
+#include "vsd/string_api/data_source.h"
 #include "vsd/string_api/output_buffer.h"
 #include "vsd/string_api/tracked_text.h"
 #include "vsd/string_api/url_codec.h"
@@ -115,6 +116,10 @@ TrackedText evaluate_key(const char* index_var_name) noexcept {
   return copy_text(key, static_cast<long>(std::strlen(key)), WZ_BLOCK_OWNER("index key"));
 }
 
+int write_column(int row, char* key, char* value, int column) noexcept {
+  return SourceAccess(row, Access::write).set_column(key, value, column);
+}
+
 // Writes a global index variable through to its data source. Whether the row was there to be
 // updated is the data source's affair.
 int save_global_index(const Context& context, const VarTransTableEntry& variable,
@@ -135,9 +140,9 @@ int save_global_index(const Context& context, const VarTransTableEntry& variable
   if (value == nullptr || key == nullptr) {
     return kFailed;
   }
-  const vsdIndexDataSource& source = indexdatasource[row];
-  update_column_value_in_db(source.db_table, key.get(), value.get(), descriptor.param_seq_no,
-                            source.col_delimiter, row);
+  if (write_column(row, key.get(), value.get(), descriptor.param_seq_no) == 0) {
+    back_up(row);
+  }
   return kSaved;
 }
 
