@@ -43,6 +43,7 @@ class ServiceSource final : public GenerationSource {
 
   const CommandLine& line_;
   Ports& ports_;
+  DataStore& store_;
   Telemetry* telemetry_;
   std::shared_ptr<const ServiceGeneration> latest_;
   Config config_;  // of the generation that is being made

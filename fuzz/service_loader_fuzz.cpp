@@ -27,7 +27,8 @@ extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size
   // Files are never found here, so lay out what does not need any.
   service.responses.clear();
   for (vsd::VariableDefinition& variable : service.variables) {
-    if (problems.size() > 1 || std::holds_alternative<vsd::IndexSource>(variable.source)) {
+    if (problems.size() > 1 || std::holds_alternative<vsd::IndexSource>(variable.source) ||
+        std::holds_alternative<vsd::GlobalIndexSource>(variable.source)) {
       return 0;
     }
   }

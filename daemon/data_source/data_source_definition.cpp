@@ -30,8 +30,11 @@ RowSet load_rows(DataSourceDefinition& source, std::vector<Problem>& problems) {
   const bool from_kept = source.is_kept && std::filesystem::exists(source.kept_file, ignored);
   const std::filesystem::path& path = from_kept ? source.kept_file : source.file;
   RowSet set;
-  std::ifstream file(path, std::ios::binary);
-  if (!std::filesystem::is_regular_file(path, ignored) || !file) {
+  std::ifstream file;
+  if (std::filesystem::is_regular_file(path, ignored)) {
+    file.open(path, std::ios::binary);
+  }
+  if (!file.is_open()) {
     problems.push_back({path, 0, "the file is missing or cannot be read"});
     return set;
   }

@@ -98,12 +98,17 @@ DataSourceDefinition read_data_source(DeclarationFields& fields,
   source.is_kept = fields.choice("persist", kPersistModes, 0) != VSD_PERSIST_NONE;
   source.cache_bytes =
       static_cast<std::size_t>(fields.number("CacheSize", 1, kMaxCacheMegabytes, 0)) << 20U;
-  source.file = folder / fields.required_text("file");
+  const std::string file = fields.required_text("file");
+  source.file = folder / file;
+  std::error_code ignored;
+  if (!file.empty() && !std::filesystem::is_regular_file(source.file, ignored)) {
+    note("file " + file + " is missing or cannot be read");
+  }
   source.kept_file = kept_folder / (source.name + ".csv");
   if (source.kept_file.string().size() >= sizeof vsdIndexDataSource{}.file_name) {
     note("the path of " + source.kept_file.string() + " is too long");
   }
-  if (is_good && !source.name.empty()) {
+  if (is_good && !file.empty() && !source.name.empty()) {
     static_cast<void>(load_rows(source, problems));
   }
   return source;

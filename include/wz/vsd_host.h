@@ -198,7 +198,7 @@ typedef struct scontents {
   long project;
   long subproject;
   long folder;
-  long service_name_idx;   /**< distance to its name, NUL-terminated; 0: none */
+  long service_name_idx; /**< distance to its name, NUL-terminated; 0: none */
 } scontents;
 
 /** What a variable is, by its hash code. */

@@ -63,7 +63,8 @@ TEST_F(HostLogTest, WritesErrorLines) {
             -1);
   const std::regex lines(
       "\n[^|]*\\|id\\|Major\\|attr\\|a\\.c\\|7\\|f\\|Error\\|42"
-      "\n[^|]*\\|\\|Major\\|\\|data_source\\.cpp\\|[^\n]*\\|column 2 of the row 'k' is not written: there is no such row");
+      "\n[^|]*\\|\\|Major\\|\\|data_source\\.cpp\\|[^\n]*\\|column 2 of the row 'k' is not "
+      "written: there is no such row");
   EXPECT_TRUE(std::regex_match(content_of(error_), lines)) << content_of(error_);
   vsd::close_host_logs();
   ::testing::internal::CaptureStderr();

@@ -1,8 +1,10 @@
 // The example services through a real vsd.
 #include <gtest/gtest.h>
 
+#include <atomic>
 #include <regex>
 #include <set>
+#include <thread>
 
 #include "tests/support/capture.h"
 #include "tests/support/http_client.h"
@@ -87,6 +89,34 @@ TEST_F(Examples, SecureDecryptsLooksUpAndSigns) {
   EXPECT_EQ(ask(key, "DE-9999").status, 404);
   EXPECT_EQ(ask(iv, "DE-4712").status, 400);
   EXPECT_EQ(client_.post(url("/secure/balance"), "<iv>1</iv>").status, 400);
+}
+
+TEST_F(Examples, InventoryNeverSellsTwice) {
+  const std::string goods = url("/inventory?sku=B-200");
+  EXPECT_EQ(client_.get(goods).body,
+            R"({"sku": "B-200", "name": "Folder, A4", "quantity": 3, "price": 1.25, )"
+            R"("warehouse": "south, hall 2"})"
+            "\n");
+  EXPECT_EQ(client_.post(url("/inventory?sku=B-300&quantity=1"), "").status, 404);
+  EXPECT_EQ(client_.post(goods + "&quantity=0", "").status, 422);
+  EXPECT_EQ(client_.post(goods + "&quantity=4", "").status, 409);
+  std::atomic<int> sold{0};
+  std::vector<std::thread> customers;
+  for (int i = 0; i < 4; ++i) {
+    customers.emplace_back([&] {
+      HttpClient customer;
+      for (int tries = 0; tries < 20; ++tries) {
+        sold += customer.post(goods + "&quantity=1", "").status == 200 ? 1 : 0;
+      }
+    });
+  }
+  for (std::thread& customer : customers) {
+    customer.join();
+  }
+  EXPECT_EQ(sold, 3);
+  EXPECT_TRUE(contains(client_.get(goods).body, R"("quantity": 0,)"));
+  EXPECT_TRUE(contains(wz::test::content_of(vsd_->root() / "state/stock.csv"),
+                       "\nB-200|Folder, A4|0|1.25\n"));
 }
 
 TEST_F(Examples, ConditionsChooseServiceAndResponse) {

@@ -239,4 +239,30 @@ TEST_F(DataStoreTest, TellsWhatIsWrong) {
                    "1.000000, operator = 0"});
 }
 
+class DeclaredSourceTest : public ScriptTest {};
+
+TEST_F(DeclaredSourceTest, VariablesFollowAKey) {
+  folder().write("stock.csv", "sku|name|price\nA-1|\"Paper, A4\"|4.90\nA-2|Ink|7\n");
+  serve(R"(
+      wz_index_datasource(first, file="stock.csv", delimiter="|", columns="a|b|c");
+      wz_index_datasource(stock, file="stock.csv", delimiter="|", columns="sku|name|price",
+                          FirstDataLine=2, persist=2);
+      wz_scratch_var(sku);
+      wz_index_var(name, file="stock.csv", delimiter="|", key=sku);
+      wz_global_index_var(price, source=stock, key=sku, column=price);)");
+  EXPECT_EQ(wz_save_string("A-1", "sku"), 0);
+  EXPECT_EQ(eval("<{name}{price}>"), "<Paper, A4>");
+  EXPECT_EQ(wz_save_string(wz_eval_string(arg("{sku}!")), "price"), 0);
+  EXPECT_EQ(wz_save_string_ex("5.10", "price", WZ_FLAG_NONE), 0);
+  EXPECT_EQ(taken(wz_ids_select(arg("stock"), arg("A-1"))), "Paper, A4|5.10");
+  EXPECT_EQ(taken(wz_ids_select(arg("first"), arg("A-1"))), "Paper, A4|4.90");
+  EXPECT_NE(content_of(folder().path() / "state/stock.csv").find("\nA-1|Paper, A4|5.10\n"),
+            std::string::npos);
+  wz_save_string("A-3", "sku");
+  EXPECT_EQ(eval("<{name}>"), "<>");
+  start_logs();
+  EXPECT_EQ(wz_save_string("1", "price"), 0);  // the outcome is the data source's affair
+  expect_in_order(error_log(), {"column 2 of the row 'A-3' is not written: there is no such row"});
+}
+
 }  // namespace

@@ -35,9 +35,11 @@ class RawClient {
   RawClient& operator=(const RawClient&) = delete;
   ~RawClient() { ::close(socket_); }
 
-  void send(std::string_view bytes) const {
-    EXPECT_EQ(::send(socket_, bytes.data(), bytes.size(), MSG_NOSIGNAL),
-              static_cast<ssize_t>(bytes.size()));
+  void send(std::string_view bytes) const { EXPECT_TRUE(try_send(bytes)); }
+  // False when the other side has gone.
+  [[nodiscard]] bool try_send(std::string_view bytes) const {
+    return ::send(socket_, bytes.data(), bytes.size(), MSG_NOSIGNAL) ==
+           static_cast<ssize_t>(bytes.size());
   }
 
   // Its own port.
