@@ -1,5 +1,6 @@
 #include "daemon/http/event_loop.h"
 
+#include <fcntl.h>
 #include <netinet/in.h>
 #include <netinet/tcp.h>
 #include <poll.h>
@@ -19,8 +20,6 @@
 namespace vsd::http {
 namespace {
 
-using boost::system::error_code;
-
 constexpr std::chrono::milliseconds kSweepInterval{250};
 constexpr std::chrono::seconds kPatience{1};  // with unfinished requests when there is no room
 constexpr int kAcceptsPerEvent = 64;          // then the other connections have their turn
@@ -29,37 +28,32 @@ constexpr int kReleasesPerEvent = 256;        // of answers that are due; likewi
 }  // namespace
 
 EventLoop::Intake::Intake(EventLoop& loop, const Endpoint& endpoint)
-    : listener(loop.io_), handed_over(loop.io_), handover(endpoint.handover), raw(endpoint.raw) {
+    : on_client([this, &loop] { loop.accept_clients(*this); }),
+      on_handover([this, &loop] { loop.take_over(*this); }),
+      handover(endpoint.handover),
+      raw(endpoint.raw) {
+  FileDescriptor socket(endpoint.socket);
   if (raw != nullptr && raw->transport == Transport::udp) {
     datagrams = std::make_unique<raw::DatagramPort>(loop, loop.context_, loop.poller_,
-                                                    FileDescriptor(endpoint.socket), *raw);
+                                                    std::move(socket), *raw);
   } else {
-    listener.assign(endpoint.socket);
-    listener.non_blocking(true);
-  }
-  if (handover != nullptr) {
-    handed_over.assign(handover->descriptor());
-  }
-}
-
-EventLoop::Intake::~Intake() {
-  if (handed_over.is_open()) {
-    handed_over.release();  // the channel closes it
+    listener = std::move(socket);
+    const int flags = ::fcntl(listener.get(), F_GETFL);
+    ::fcntl(listener.get(), F_SETFL, flags | O_NONBLOCK);
   }
 }
 
 EventLoop::EventLoop(const HttpLimits& limits, RequestHandler& handler,
                      const std::vector<Endpoint>& endpoints)
-    : context_(limits, handler) {
+    : context_(limits, handler),
+      wake_event_(::eventfd(0, EFD_CLOEXEC | EFD_NONBLOCK)),
+      signals_(wake_event_.get(), kSignal) {
+  if (!wake_event_) {
+    throw std::system_error(errno, std::generic_category(), "eventfd");
+  }
   for (const Endpoint& endpoint : endpoints) {
     intakes_.push_back(std::make_unique<Intake>(*this, endpoint));
   }
-  const int event = ::eventfd(0, EFD_CLOEXEC | EFD_NONBLOCK);
-  if (event < 0) {
-    throw std::system_error(errno, std::generic_category(), "eventfd");
-  }
-  wake_event_.assign(event);
-  sockets_.assign(poller_.descriptor());
   on_signal(SIGTERM, [this] { on_stop(); });
   struct sigaction interrupt {};
   if (::sigaction(SIGINT, nullptr, &interrupt) == 0 && interrupt.sa_handler != SIG_IGN) {
@@ -67,9 +61,7 @@ EventLoop::EventLoop(const HttpLimits& limits, RequestHandler& handler,
   }
 }
 
-EventLoop::~EventLoop() {
-  sockets_.release();  // the poller closes it
-}
+EventLoop::~EventLoop() = default;
 
 void EventLoop::forward_with(Forwarder& forwarder) {
   context_.forwarder = &forwarder;
@@ -77,40 +69,46 @@ void EventLoop::forward_with(Forwarder& forwarder) {
 }
 
 void EventLoop::run() {
-  wait_for_signal();
-  wait_for_requests();
+  poller_.add(wake_event_.get(), on_wake_, SocketPoller::Interest::input);
   for (const auto& intake : intakes_) {
-    wait_for_clients(*intake);
-    wait_for_handover(*intake);
+    if (intake->listener) {
+      poller_.add(intake->listener.get(), intake->on_client, SocketPoller::Interest::input);
+      intake->accepting = true;
+    }
+    if (intake->handover != nullptr) {
+      poller_.add(intake->handover->descriptor(), intake->on_handover,
+                  SocketPoller::Interest::input);
+      intake->taking_over = true;
+    }
   }
-  wait_for_sockets();
-  io_.run();
+  while (!is_over_) {
+    poller_.dispatch(std::min(sweep_due_, delayed_.next_due()));
+    run_timers(Clock::now());
+  }
   while (!clients_.empty()) {
     const ConnectionPtr connection = clients_.back().connection;
     connection->close();
   }
 }
 
-void EventLoop::wait_for_sockets() {
-  sockets_.async_wait(Descriptor::wait_read, [this](const error_code& error) {
-    if (!error) {
-      poller_.dispatch();
-      wait_for_sockets();
-    }
-  });
+void EventLoop::pause(Intake& intake) noexcept {
+  if (std::exchange(intake.accepting, false)) {
+    poller_.change(intake.listener.get(), intake.on_client, SocketPoller::Interest::none);
+  }
 }
 
-void EventLoop::wait_for_clients(Intake& intake) {
-  if (intake.accepting || !intake.listener.is_open()) {
-    return;
+void EventLoop::resume(Intake& intake) noexcept {
+  if (!std::exchange(intake.accepting, true)) {
+    poller_.change(intake.listener.get(), intake.on_client, SocketPoller::Interest::input);
   }
-  intake.accepting = true;
-  intake.listener.async_wait(Descriptor::wait_read, [this, &intake](const error_code& error) {
+}
+
+void EventLoop::close_listener(Intake& intake) noexcept {
+  if (intake.listener) {
+    poller_.remove(intake.listener.get(), intake.on_client);
+    intake.listener.reset();
     intake.accepting = false;
-    if (!error && intake.listener.is_open()) {
-      accept_clients(intake);
-    }
-  });
+  }
 }
 
 // Accepts who waits; true when it stopped for the others' sake and more may wait. At the limit of
@@ -121,12 +119,11 @@ bool EventLoop::accept_clients(Intake& intake) {
     if (clients_.size() >= context_.limits.max_connections && !make_room_for_client(intake)) {
       return false;
     }
-    const int fd =
-        ::accept4(intake.listener.native_handle(), nullptr, nullptr, SOCK_CLOEXEC | SOCK_NONBLOCK);
+    const int fd = ::accept4(intake.listener.get(), nullptr, nullptr, SOCK_CLOEXEC | SOCK_NONBLOCK);
     if (fd >= 0) {
       open(intake, FileDescriptor(fd));
     } else if (errno == EAGAIN || errno == EWOULDBLOCK) {
-      wait_for_clients(intake);
+      resume(intake);
       return false;
     } else if (errno == EMFILE || errno == ENFILE || errno == ENOBUFS || errno == ENOMEM) {
       if (!make_room_for_client(intake)) {
@@ -134,7 +131,7 @@ bool EventLoop::accept_clients(Intake& intake) {
       }
     }  // else the client has gone before it was accepted
   }
-  wait_for_clients(intake);
+  resume(intake);
   return true;
 }
 
@@ -173,9 +170,9 @@ void EventLoop::closed(Connection& connection) noexcept {
 // one whose request has been unfinished longest, so that clients that never finish theirs cannot
 // keep all others out. False when there is neither such a client nor such a connection.
 bool EventLoop::make_room_for_client(Intake& intake) {
-  pollfd waiting{intake.listener.native_handle(), POLLIN, 0};
+  pollfd waiting{intake.listener.get(), POLLIN, 0};
   if (::poll(&waiting, 1, 0) != 1) {
-    wait_for_clients(intake);
+    resume(intake);
     return false;
   }
   const TimePoint unfinished_for_long = Clock::now() - kPatience + context_.limits.request_timeout;
@@ -194,6 +191,7 @@ bool EventLoop::make_room_for_client(Intake& intake) {
     }
   }
   if (oldest == nullptr) {
+    pause(intake);
     arm_sweep();
     return false;
   }
@@ -203,7 +201,6 @@ bool EventLoop::make_room_for_client(Intake& intake) {
 
 void EventLoop::delay(Delayed& item, TimePoint due) {
   delayed_.add(item, due);
-  arm_delay_timer();
   tell_connections();
 }
 
@@ -213,22 +210,16 @@ void EventLoop::tell_connections() const noexcept {
   }
 }
 
-void EventLoop::arm_delay_timer() {
-  if (delayed_.next_due() >= delay_armed_) {
-    return;
+void EventLoop::run_timers(TimePoint now) {
+  if (delayed_.next_due() <= now) {
+    release_due(now);
   }
-  delay_armed_ = delayed_.next_due();
-  delay_timer_.expires_at(delay_armed_);
-  delay_timer_.async_wait([this](const error_code& error) {
-    if (!error) {
-      release_due();
-    }
-  });
+  if (sweep_due_ <= now) {
+    sweep(now);
+  }
 }
 
-void EventLoop::release_due() {
-  delay_armed_ = TimePoint::max();
-  const TimePoint now = Clock::now();
+void EventLoop::release_due(TimePoint now) {
   context_.date.update(std::time(nullptr));
   for (int i = 0; i < kReleasesPerEvent; ++i) {
     DelayQueue::Item* const item = delayed_.take_due(now);
@@ -238,26 +229,17 @@ void EventLoop::release_due() {
     static_cast<Delayed*>(item)->resume(now);
   }
   tell_connections();
-  arm_delay_timer();
   end_when_drained();
 }
 
 void EventLoop::arm_sweep() {
-  if (sweeping_) {
-    return;
+  if (sweep_due_ == TimePoint::max()) {
+    sweep_due_ = Clock::now() + kSweepInterval;
   }
-  sweeping_ = true;
-  sweep_timer_.expires_after(kSweepInterval);
-  sweep_timer_.async_wait([this](const error_code& error) {
-    sweeping_ = false;
-    if (!error) {
-      sweep();
-    }
-  });
 }
 
-void EventLoop::sweep() {
-  const TimePoint now = Clock::now();
+void EventLoop::sweep(TimePoint now) {
+  sweep_due_ = TimePoint::max();
   context_.date.update(std::time(nullptr));
   // Backwards, because closing a connection puts the last one in its place.
   for (std::size_t i = clients_.size(); i > 0; --i) {
@@ -267,7 +249,7 @@ void EventLoop::sweep() {
   }
   bool all_accepting = true;
   for (const auto& intake : intakes_) {
-    if (intake->listener.is_open() && !intake->accepting) {
+    if (intake->listener && !intake->accepting) {
       accept_clients(*intake);
     }
     all_accepting = all_accepting && (intake->accepting || intake->datagrams != nullptr);

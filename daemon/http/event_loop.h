@@ -1,19 +1,14 @@
-// The event loop of one worker, on Asio; a client's part is in Connection, everything about HTTP in
+// The event loop of one worker; a client's part is in Connection, everything about HTTP in
 // Exchange.
 //
-// Timers cost system calls, so there are two for all connections: time-outs are deadlines that one
-// coarse timer looks through, and answers that wait for their service time lie in a queue with one
-// timer for the earliest.
+// One wait serves all sockets, and its time-out is the only timer: time-outs of connections are
+// deadlines that a coarse sweep looks through, and answers that wait for their service time lie in
+// a queue. A request so costs the wait, its read and its write, and no system call besides.
 #pragma once
 
-#include <boost/asio/io_context.hpp>
-#include <boost/asio/posix/stream_descriptor.hpp>
-#include <boost/asio/signal_set.hpp>
-#include <boost/asio/steady_timer.hpp>
 #include <cstddef>
 #include <cstdint>
 #include <functional>
-#include <map>
 #include <memory>
 #include <span>
 #include <utility>
@@ -21,11 +16,10 @@
 
 #include "daemon/http/connection.h"
 #include "daemon/http/server.h"
+#include "daemon/http/signal_inbox.h"
 #include "daemon/raw/datagram_port.h"
 
 namespace vsd::http {
-
-namespace asio = boost::asio;
 
 class EventLoop final : public ConnectionOwner {
  public:
@@ -44,27 +38,38 @@ class EventLoop final : public ConnectionOwner {
 
   // What other threads and signal handlers ask for. An eventfd adds them up.
   static constexpr std::uint64_t kStop = 1;
-  static constexpr std::uint64_t kRetire = std::uint64_t{1} << 32U;
+  static constexpr std::uint64_t kRetire = std::uint64_t{1} << 20U;
+  static constexpr std::uint64_t kSignal = std::uint64_t{1} << 40U;
   void wake(std::uint64_t request) noexcept;
   void abandon(int socket);
 
  private:
-  using Descriptor = asio::posix::stream_descriptor;
   using ConnectionPtr = std::shared_ptr<Connection>;
 
-  // An endpoint and the waits on it.
+  // Calls back when its descriptor is ready.
+  class Call final : public SocketPoller::Watcher {
+   public:
+    explicit Call(std::function<void()> action) : action_(std::move(action)) {}
+    void on_ready() override { action_(); }
+
+   private:
+    std::function<void()> action_;
+  };
+
+  // An endpoint and what is watched of it.
   struct Intake {
     Intake(EventLoop& loop, const Endpoint& endpoint);
-    ~Intake();
     Intake(const Intake&) = delete;
     Intake& operator=(const Intake&) = delete;
 
-    Descriptor listener;
-    Descriptor handed_over;  // the channel's
+    FileDescriptor listener;
+    Call on_client;
+    Call on_handover;
     const HandoverChannel* handover;
     const raw::Endpoint* raw;
     std::unique_ptr<raw::DatagramPort> datagrams;  // then there is no listener
-    bool accepting = false;                        // a wait on the listener is under way
+    bool accepting = false;                        // the listener is watched
+    bool taking_over = false;                      // the channel is
   };
 
   // `look_at` is no later than the connection's deadline can be, so that the sweep passes over
@@ -79,50 +84,45 @@ class EventLoop final : public ConnectionOwner {
   void idle(Connection& connection) override;
   void closed(Connection& connection) noexcept override;
 
-  void wait_for_signal();
-  void wait_for_requests();  // of wake()
+  void on_wake();
   void on_stop();
   void begin_drain();
   void begin_retirement();
   void end_when_drained();
 
-  void wait_for_handover(Intake& intake);
+  void stop_taking_over(Intake& intake) noexcept;
   void take_over(Intake& intake);
   void hand_over_idle();
   void hand_over_idle(const Intake& intake);
   bool hand_over(const Intake& intake, std::span<const ConnectionPtr> connections);
   [[nodiscard]] bool hands_over() const noexcept { return retired_ && !context_.draining; }
 
-  void wait_for_sockets();
-  void wait_for_clients(Intake& intake);
+  void pause(Intake& intake) noexcept;
+  void resume(Intake& intake) noexcept;
+  void close_listener(Intake& intake) noexcept;
   bool accept_clients(Intake& intake);
   void open(Intake& intake, FileDescriptor socket);
   bool make_room_for_client(Intake& intake);
   void tell_connections() const noexcept;
 
-  void arm_delay_timer();
-  void release_due();
-
+  void run_timers(TimePoint now);
+  void release_due(TimePoint now);
   void arm_sweep();
-  void sweep();
+  void sweep(TimePoint now);
   void look_at(Client& client, TimePoint now);
 
   ExchangeContext context_;
   SocketPoller poller_;
-  asio::io_context io_{BOOST_ASIO_CONCURRENCY_HINT_UNSAFE};
   std::vector<std::unique_ptr<Intake>> intakes_;
-  Descriptor sockets_{io_};  // the poller's
-  Descriptor wake_event_{io_};
-  asio::signal_set signals_{io_};
-  std::map<int, std::function<void()>> signal_actions_;
+  FileDescriptor wake_event_;
+  Call on_wake_{[this] { on_wake(); }};
+  SignalInbox signals_;
   std::function<void()> on_retired_;
-  asio::steady_timer sweep_timer_{io_};
-  asio::steady_timer delay_timer_{io_};
   std::vector<Client> clients_;
   DelayQueue delayed_;
-  TimePoint delay_armed_ = TimePoint::max();
+  TimePoint sweep_due_ = TimePoint::max();
   bool retired_ = false;
-  bool sweeping_ = false;
+  bool is_over_ = false;
 };
 
 }  // namespace vsd::http

@@ -11,8 +11,6 @@
 namespace vsd::http {
 namespace {
 
-using boost::system::error_code;
-
 // Lets no more connections into the queue of a listener, so that none can come between the last
 // accept and the close, which would reset it. Who tries then is refused at the next attempt.
 void close_queue(int listener) noexcept {
@@ -24,44 +22,32 @@ void close_queue(int listener) noexcept {
 }  // namespace
 
 void EventLoop::on_signal(int signal, std::function<void()> action) {
-  signals_.add(signal);
-  signal_actions_[signal] = std::move(action);
+  signals_.on(signal, std::move(action));
 }
 
 void EventLoop::wake(std::uint64_t request) noexcept {
-  [[maybe_unused]] const ssize_t ignored =
-      ::write(wake_event_.native_handle(), &request, sizeof request);
+  [[maybe_unused]] const ssize_t ignored = ::write(wake_event_.get(), &request, sizeof request);
 }
 
-void EventLoop::wait_for_signal() {
-  signals_.async_wait([this](const error_code& error, int signal) {
-    if (!error) {
-      signal_actions_[signal]();
-      wait_for_signal();
-    }
-  });
-}
-
-void EventLoop::wait_for_requests() {
-  wake_event_.async_wait(Descriptor::wait_read, [this](const error_code& error) {
-    std::uint64_t requests = 0;
-    if (error ||
-        ::read(wake_event_.native_handle(), &requests, sizeof requests) != sizeof requests) {
-      return;
-    }
-    if (requests >= kRetire) {
-      begin_retirement();
-    }
-    if (requests % kRetire != 0) {
-      on_stop();
-    }
-    wait_for_requests();
-  });
+void EventLoop::on_wake() {
+  std::uint64_t requests = 0;
+  if (::read(wake_event_.get(), &requests, sizeof requests) != sizeof requests) {
+    return;
+  }
+  if (requests >= kSignal) {
+    signals_.deliver();
+  }
+  if (requests % kSignal >= kRetire) {
+    begin_retirement();
+  }
+  if (requests % kRetire != 0) {
+    on_stop();
+  }
 }
 
 void EventLoop::on_stop() {
   if (context_.draining) {
-    io_.stop();
+    is_over_ = true;
     return;
   }
   begin_drain();
@@ -75,8 +61,8 @@ void EventLoop::begin_drain() {
       }
       intake->datagrams->stop_receiving();
     }
-    if (intake->listener.is_open()) {
-      close_queue(intake->listener.native_handle());
+    if (intake->listener) {
+      close_queue(intake->listener.get());
       while (accept_clients(*intake)) {  // who has connected is served
       }
       take_over(*intake);
@@ -84,8 +70,7 @@ void EventLoop::begin_drain() {
   }
   context_.draining = true;
   for (const auto& intake : intakes_) {
-    error_code ignored;
-    intake->listener.close(ignored);
+    close_listener(*intake);
   }
   const TimePoint now = Clock::now();
   const auto clients = clients_;  // closing changes the list
@@ -108,9 +93,8 @@ void EventLoop::begin_retirement() {
   }
   retired_ = true;
   for (const auto& intake : intakes_) {
-    error_code ignored;
-    intake->listener.close(ignored);
-    intake->handed_over.release();
+    close_listener(*intake);
+    stop_taking_over(*intake);
     if (intake->datagrams != nullptr) {
       intake->datagrams->stop_receiving();
     }
@@ -124,24 +108,18 @@ void EventLoop::begin_retirement() {
 
 void EventLoop::end_when_drained() {
   if ((context_.draining || retired_) && clients_.empty() && delayed_.empty()) {
-    io_.stop();
+    is_over_ = true;
   }
 }
 
-void EventLoop::wait_for_handover(Intake& intake) {
-  if (!intake.handed_over.is_open()) {
-    return;
+void EventLoop::stop_taking_over(Intake& intake) noexcept {
+  if (std::exchange(intake.taking_over, false)) {
+    poller_.remove(intake.handover->descriptor(), intake.on_handover);
   }
-  intake.handed_over.async_wait(Descriptor::wait_read, [this, &intake](const error_code& error) {
-    if (!error && intake.handed_over.is_open()) {
-      take_over(intake);
-      wait_for_handover(intake);
-    }
-  });
 }
 
 void EventLoop::take_over(Intake& intake) {
-  if (!intake.handed_over.is_open()) {
+  if (!intake.taking_over) {
     return;
   }
   for (auto sockets = intake.handover->take(); !sockets.empty();

@@ -1,10 +1,16 @@
 #include "daemon/http/socket_poller.h"
 
+#include <algorithm>
 #include <cerrno>
+#include <ctime>
 #include <system_error>
 
 namespace vsd::http {
 namespace {
+
+using Clock = std::chrono::steady_clock;
+
+constexpr long kLongestWait = 60L * 60 * 1000;  // milliseconds; then the caller waits again
 
 epoll_event event_of(SocketPoller::Watcher* watcher, SocketPoller::Interest interest) noexcept {
   epoll_event event{};
@@ -47,8 +53,31 @@ void SocketPoller::remove(int socket, const Watcher& watcher) noexcept {
   }
 }
 
-void SocketPoller::dispatch() {
-  const int found = ::epoll_wait(epoll_.get(), events_.data(), static_cast<int>(events_.size()), 0);
+// An answer is to leave at its time, so milliseconds, rounded up, are what old kernels and strict
+// containers get.
+int SocketPoller::wait(Clock::duration patience) noexcept {
+  const auto most = static_cast<int>(events_.size());
+  if (waits_in_nanoseconds_) {
+    const auto seconds = std::chrono::floor<std::chrono::seconds>(patience);
+    const timespec timeout{seconds.count(), std::chrono::nanoseconds(patience - seconds).count()};
+    const int found = ::epoll_pwait2(epoll_.get(), events_.data(), most, &timeout, nullptr);
+    if (found >= 0 || errno == EINTR) {
+      return found;
+    }
+    waits_in_nanoseconds_ = false;
+  }
+  const auto milliseconds = std::chrono::ceil<std::chrono::milliseconds>(patience).count();
+  return ::epoll_wait(epoll_.get(), events_.data(), most,
+                      static_cast<int>(std::min<long>(milliseconds, kLongestWait)));
+}
+
+void SocketPoller::dispatch(Clock::time_point due) {
+  int found = 0;
+  if (due == Clock::time_point::max()) {
+    found = ::epoll_wait(epoll_.get(), events_.data(), static_cast<int>(events_.size()), -1);
+  } else {
+    found = wait(std::max(due - Clock::now(), Clock::duration::zero()));
+  }
   count_ = found > 0 ? static_cast<std::size_t>(found) : 0;
   for (next_ = 0; next_ < count_;) {
     if (auto* const watcher = static_cast<Watcher*>(events_[next_++].data.ptr)) {

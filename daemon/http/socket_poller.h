@@ -1,14 +1,12 @@
-// The sockets of one event loop, watched with an epoll set of its own.
-//
-// Asio re-arms a socket with a system call for every wait. A request costs little more than its
-// read and its write, so that call would show; here a socket is registered once and reported for as
-// long as it is ready. The set's own descriptor can be waited for like any other, and one wake-up
-// serves every socket that is ready.
+// The sockets of one event loop, watched with an epoll set. A socket is registered once and
+// reported for as long as it is ready: arming it anew for each wait would cost a system call each
+// time.
 #pragma once
 
 #include <sys/epoll.h>
 
 #include <array>
+#include <chrono>
 #include <cstddef>
 
 #include "daemon/file_descriptor.h"
@@ -35,25 +33,26 @@ class SocketPoller {
   // Throws std::system_error.
   SocketPoller();
 
-  // Readable while a socket is ready.
-  [[nodiscard]] int descriptor() const noexcept { return epoll_.get(); }
-
   // `watcher` must outlive the registration. Throws std::system_error.
   void add(int socket, Watcher& watcher, Interest interest);
   void change(int socket, Watcher& watcher, Interest interest) noexcept;
   // `watcher` is not called any more, even if its socket was found ready already.
   void remove(int socket, const Watcher& watcher) noexcept;
 
-  // Calls the watchers of the sockets that are ready.
-  void dispatch();
+  // Waits until a socket is ready or `due` has passed, then calls the watchers of all that are
+  // ready.
+  void dispatch(std::chrono::steady_clock::time_point due);
 
  private:
+  int wait(std::chrono::steady_clock::duration patience) noexcept;
+
   static constexpr std::size_t kMostEvents = 128;
 
   FileDescriptor epoll_;
   std::array<epoll_event, kMostEvents> events_{};
   std::size_t next_ = 0;  // of events_, those not dispatched yet
   std::size_t count_ = 0;
+  bool waits_in_nanoseconds_ = true;  // until the kernel refuses to
 };
 
 }  // namespace vsd::http
