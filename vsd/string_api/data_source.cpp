@@ -1,7 +1,6 @@
 #include "vsd/string_api/data_source.h"
 
 #include <algorithm>
-#include <cerrno>
 #include <cstring>
 
 namespace wz::script {
@@ -55,9 +54,6 @@ SourceAccess::SourceAccess(int row, Access access) noexcept : row_(row) {
   if (&vsd_data_source_enter != nullptr && &vsd_data_source_leave != nullptr) {
     error_ = vsd_data_source_enter(row, access == Access::write ? 1 : 0);
     is_entered_ = error_ == 0;
-  }
-  if (error_ == 0 && table() == nullptr) {
-    error_ = EINVAL;
   }
 }
 

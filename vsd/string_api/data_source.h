@@ -4,6 +4,7 @@
 #include <db.h>
 #include <wz/vsd_host.h>
 
+#include <cerrno>
 #include <cstddef>
 #include <string_view>
 
@@ -45,8 +46,10 @@ class SourceAccess {
   SourceAccess& operator=(const SourceAccess&) = delete;
   ~SourceAccess();
 
-  // 0, or why the data source could not be entered: nothing may be done then.
-  [[nodiscard]] int error() const noexcept { return error_; }
+  // 0, or why nothing may be done with table(). The columns are the host's, table or not.
+  [[nodiscard]] int error() const noexcept {
+    return error_ == 0 && table() == nullptr ? EINVAL : error_;
+  }
   [[nodiscard]] vsdIndexDataSource& source() const noexcept { return indexdatasource[row_]; }
   [[nodiscard]] DB* table() const noexcept { return source().db_table; }
 

@@ -17,13 +17,9 @@ namespace {
 
 constexpr const char* kFunction = "wz_ids_delete_all";
 
-void trace_step(const char* format, const char* name) noexcept {
-  if (tracing(WZLB_LEVEL_4, kModuleDataSource)) [[unlikely]] {
-    vsd_debug_log_ex(WZLB_LEVEL_4, kModuleDataSource, const_cast<char*>(__FILE_NAME__), __LINE__,
-                     const_cast<char*>(kFunction), cur_cptr, const_cast<char*>("%s"),
-                     (std::string(format) + name).c_str());
-  }
-}
+// TRACE_STEP(format, ...): what has been done.
+#define TRACE_STEP(format, ...) \
+  VSD_TRACE_AS(kFunction, WZLB_LEVEL_4, kModuleDataSource, format, __VA_ARGS__)
 
 // What a table is made anew with.
 struct TableProperties {
@@ -99,11 +95,10 @@ DB* create_table(const vsdIndexDataSource& source, const TableProperties& proper
                  "Error:failed to recreate bdb table, Need to restart VSD");
     return nullptr;
   }
-  trace_step("New DB created for index data source - ", source.table_name);
+  TRACE_STEP("New DB created for index data source - %s", source.table_name);
   const std::uint32_t bytes = source.cache_size > 0 ? source.cache_size : properties.bytes;
   const std::uint32_t gigabytes = source.cache_size > 0 ? 0 : properties.gigabytes;
-  VSD_TRACE_AS(kFunction, WZLB_LEVEL_4, kModuleDataSource,
-               "Setting Cache - %u for index data source - %s", bytes, source.table_name);
+  TRACE_STEP("Setting Cache - %u for index data source - %s", bytes, source.table_name);
   int error = table->set_cachesize(table, gigabytes, bytes, properties.caches);
   if (error != 0) {
     VSD_ERROR_AS(kFunction, WZLB_LEVEL_2,
@@ -112,7 +107,7 @@ DB* create_table(const vsdIndexDataSource& source, const TableProperties& proper
     table->close(table, 0);
     return nullptr;
   }
-  trace_step("Cache size set for index data source - ", source.table_name);
+  TRACE_STEP("Cache size set for index data source - %s", source.table_name);
   table->set_flags(table, properties.flags);
   table->set_pagesize(table, properties.page_size);
   error = table->open(table, nullptr, or_null(properties.file), or_null(properties.name),
@@ -133,7 +128,7 @@ bool recreate(vsdIndexDataSource& source) {
   if (!is_cleared(error)) {
     return false;
   }
-  trace_step("Old db deleted for index data source - ", source.table_name);
+  TRACE_STEP("Old db deleted for index data source - %s", source.table_name);
   source.db_table = create_table(source, properties);
   return source.db_table != nullptr;
 }
@@ -143,14 +138,16 @@ bool truncate(const vsdIndexDataSource& source) noexcept {
   if (!is_cleared(source.db_table->truncate(source.db_table, nullptr, &rows, 0))) {
     return false;
   }
-  trace_step("Old db deleted for index data source - ", source.table_name);
-  trace_step("New DB created for index data source - ", source.table_name);
+  TRACE_STEP("Old db deleted for index data source - %s", source.table_name);
+  TRACE_STEP("New DB created for index data source - %s", source.table_name);
+  TRACE_STEP("Setting Cache - %u for index data source - %s", source.cache_size,
+             source.table_name);  // the environment's stays
+  TRACE_STEP("Cache size set for index data source - %s", source.table_name);
   return true;
 }
 
-// A data source that is not kept has no file, and what it was loaded from stays.
 bool empty_file(const vsdIndexDataSource& source) noexcept {
-  if (source.p_mode == VSD_PERSIST_NONE || source.file_name[0] == '\0') {
+  if (source.file_name[0] == '\0') {  // it is not kept
     return true;
   }
   std::FILE* const file = std::fopen(source.file_name, "w");
@@ -158,7 +155,7 @@ bool empty_file(const vsdIndexDataSource& source) noexcept {
     VSD_ERROR_AS(kFunction, WZLB_LEVEL_2, "DB deleted in memory but not updated in file.");
     return false;
   }
-  trace_step("DB updated in persistence file for index data source - ", source.table_name);
+  TRACE_STEP("DB updated in persistence file for index data source - %s", source.table_name);
   return true;
 }
 
@@ -189,7 +186,7 @@ int wz_ids_delete_all(char* table_name) {
               table_name);
     return -1;
   }
-  trace_step("Index data source name - ", table_name);
+  TRACE_STEP("Index data source name - %s", table_name);
   if (!clear(row)) {
     return -1;
   }

@@ -131,7 +131,8 @@ int save_global_index(const Context& context, const VarTransTableEntry& variable
   const auto& descriptor = at_distance<GlobalIndexVarTable>(
       context.block(), context.block()->g_indexvar_start_idx)[variable.table_idx];
   const int row = descriptor.idx_ds_index_table;
-  if (row < 0 || (&total_idxds_entries != nullptr && row >= total_idxds_entries)) {
+  const int rows = &total_idxds_entries != nullptr ? total_idxds_entries : 0;
+  if (row < 0 || (rows > 0 && row >= rows)) {  // a host may leave them uncounted
     return kFailed;
   }
   // The value may lie in the evaluation buffer, which the key is about to overwrite.

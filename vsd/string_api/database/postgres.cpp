@@ -100,6 +100,7 @@ int wz_db_execute_query(char* query) {
   retire_result();
   if (!is_good(result.get())) {
     VSD_ERROR(WZLB_LEVEL_2, "Failed to execute query, db-error: '%s'", PQerrorMessage(conn.get()));
+    result.reset();
     conn.reset();  // whatever the reason: the next query starts on a sound connection
     return -1;
   }
