@@ -1,4 +1,6 @@
 // Headers of forwarded requests and of JMS messages.
+#include <wz/wzlb_alloc.h>
+
 #include <string>
 
 #include "tests/script/script_test.h"
@@ -14,6 +16,9 @@ class ForwardTest : public ScriptTest {
   void SetUp() override {
     folder().write("script.c", "/* empty */");
     serve("wz_scratch_var(a);");
+  }
+  void TearDown() override {
+    WZLB_FREE(block().jms_header, "cr_scptr->jms_header", -1);  // a host's end frees it
   }
   const cr_scontents& block() { return service().block(); }
 };
