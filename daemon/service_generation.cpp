@@ -116,6 +116,7 @@ std::vector<ServiceGeneration::Taken> ServiceGeneration::take_ports(std::uint32_
 
 std::vector<http::Endpoint> ServiceGeneration::endpoints_of(std::vector<Taken>& ports) {
   std::vector<http::Endpoint> endpoints;
+  endpoints.reserve(ports.size());
   for (auto& [port, raw] : ports) {
     endpoints.push_back({port.listener.socket.release(), &port.handover, raw});
   }

@@ -38,7 +38,11 @@ std::vector<std::string> read_columns(DeclarationFields& fields, char delimiter,
     if (name.empty() || name.size() >= sizeof db_col{}.col_name || !is_printable) {
       report("columns=" + list + " is wrong: a name has 1 to 127 printable characters");
     } else if (std::find(columns.begin(), columns.end(), name) != columns.end()) {
-      report("columns=" + list + " is wrong: '" + name + "' stands there twice");
+      report(std::string("columns=")
+                 .append(list)
+                 .append(" is wrong: '")
+                 .append(name)
+                 .append("' stands there twice"));
     }
     columns.push_back(std::move(name));
   }

@@ -385,6 +385,7 @@ class ServiceBuilder {
                           [](const ResponseRow& row) { return row.is_conditional(); });
     record_.responses = place(rows);
     std::vector<Cr_file_seg> seen_by_library;
+    seen_by_library.reserve(rows.size());
     for (const ResponseRow& row : rows) {
       seen_by_library.push_back(row.seen_by_library);
     }
