@@ -38,6 +38,9 @@ class ByteReader {
 
   // A big-endian number of `count` bytes, in two's complement; the caller has checked as above.
   std::int64_t take_signed(std::size_t count) noexcept {
+    if (count == 0) {
+      return 0;
+    }
     const std::size_t unused_bits = (sizeof(std::int64_t) - count) * 8;
     return static_cast<std::int64_t>(take_unsigned(count) << unused_bits) >> unused_bits;
   }

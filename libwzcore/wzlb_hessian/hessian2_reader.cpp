@@ -19,7 +19,7 @@ std::size_t write_millionths(double value, char* room) noexcept {
   if (!(size < kBound)) {
     return 0;
   }
-  const auto millionths = static_cast<std::int64_t>(size * kPerOne + 0.5);
+  const std::int64_t millionths = std::llround(size * kPerOne);
   if (static_cast<double>(millionths) / kPerOne != size) {
     return 0;
   }
@@ -159,7 +159,7 @@ bool Hessian2Reader::read_binary() {
     if (part.form != Form::kBinary && part.form != Form::kBinaryPart) {
       return {};
     }
-    std::size_t size = static_cast<std::size_t>(part.high);
+    std::size_t size = static_cast<unsigned char>(part.high);
     for (std::size_t i = 1; i <= part.bytes; ++i) {
       size = size << 8 | static_cast<std::size_t>(bytes_.peek(i) & 0xFF);
     }
