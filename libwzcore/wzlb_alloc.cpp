@@ -16,7 +16,7 @@
 #include <cstdlib>
 #include <cstring>
 
-#include "libwzcore/internal/mem_map_state.h"
+#include "libwzcore/internal/allocating_thread.h"
 #include "libwzcore/internal/soft_alloc.h"
 #include "libwzcore/internal/trace.h"
 
@@ -30,9 +30,19 @@
     }                                                                                            \
   } while (0)
 
+constinit thread_local wz::AllocatingThread wz::allocating_thread{};
+
 namespace {
 
 using Caller = wz::BlockOwner;
+using wz::AllocatingThread;
+
+// A checked build sees each block come from malloc and go back at once.
+#if defined(__SANITIZE_ADDRESS__) || defined(__SANITIZE_THREAD__)
+constexpr bool kKeepsSpare = false;
+#else
+constexpr bool kKeepsSpare = true;
+#endif
 
 constexpr char kGuard[] = "CMemDbg";
 constexpr std::size_t kGuardSize = sizeof kGuard - 1;
@@ -41,9 +51,6 @@ constexpr std::size_t kGuardRoom = 8;  // the guard and at least one byte of tai
 // Tail: one byte with the distance from the guard to the block's end, or kLongTail and the
 // distance in the four bytes before it.
 constexpr unsigned char kLongTail = 0xFF;
-
-constinit thread_local WzlbMemStats mem_stats{};
-constinit thread_local std::size_t pad_length = 0;
 
 std::size_t counted_size(const void* block, std::size_t size) {
   return wzlb_get_mem_chunk_size(static_cast<char*>(const_cast<void*>(block)), size);
@@ -64,10 +71,10 @@ void write_guard(void* block, std::size_t size) {
   std::memcpy(bytes + end - 1 - sizeof long_distance, &long_distance, sizeof long_distance);
 }
 
-// Size of a sealed block; 0 for one that came from elsewhere or whose guard was overwritten.
-std::size_t guarded_size(void* block) {
+// Size of a sealed block with `end` bytes; 0 for one that came from elsewhere or whose guard was
+// overwritten.
+std::size_t guarded_size(const void* block, std::size_t end) {
   const auto* const bytes = static_cast<const unsigned char*>(block);
-  const std::size_t end = malloc_usable_size(block);
   if (end < kGuardRoom) {
     return 0;
   }
@@ -84,14 +91,14 @@ std::size_t guarded_size(void* block) {
   return end - distance;
 }
 
-void count_allocated(std::size_t size) {
-  mem_stats.cumulative_allocated += size;
-  mem_stats.periodic_allocated += size;
+void count_allocated(WzlbMemStats& stats, std::size_t size) {
+  stats.cumulative_allocated += size;
+  stats.periodic_allocated += size;
 }
 
-void count_freed(std::size_t size) {
-  mem_stats.cumulative_freed += size;
-  mem_stats.periodic_freed += size;
+void count_freed(WzlbMemStats& stats, std::size_t size) {
+  stats.cumulative_freed += size;
+  stats.periodic_freed += size;
 }
 
 double megabytes(unsigned long long bytes) {
@@ -103,30 +110,51 @@ double net_megabytes(unsigned long long allocated, unsigned long long freed) {
   return static_cast<double>(static_cast<long long>(allocated - freed)) / 1048576;
 }
 
-void trace_statistics(const Caller& caller) {
+void trace_statistics(const WzlbMemStats& stats, const Caller& caller) {
   CALLER_TRACE(WZLB_LEVEL_1,
                "MEM_STATS: Cumulative allocated memory = %'.3f MB, periodic allocated memory = "
                "%'.3f MB, Cumulative freed memory = %'.3f MB, periodic freed memory = %'.3f MB, "
                "Cumulative Net allocated memory =  %'.3f MB, Periodic Net allocated memory =  "
                "%'.3f MB",
-               megabytes(mem_stats.cumulative_allocated), megabytes(mem_stats.periodic_allocated),
-               megabytes(mem_stats.cumulative_freed), megabytes(mem_stats.periodic_freed),
-               net_megabytes(mem_stats.cumulative_allocated, mem_stats.cumulative_freed),
-               net_megabytes(mem_stats.periodic_allocated, mem_stats.periodic_freed));
+               megabytes(stats.cumulative_allocated), megabytes(stats.periodic_allocated),
+               megabytes(stats.cumulative_freed), megabytes(stats.periodic_freed),
+               net_megabytes(stats.cumulative_allocated, stats.cumulative_freed),
+               net_megabytes(stats.periodic_allocated, stats.periodic_freed));
 }
 
-void offer_to_map(void* block, std::size_t size, const Caller& caller) {
-  if (!wz::mem_map_listens()) [[likely]] {
+void offer_to_map(const AllocatingThread& thread, void* block, std::size_t size,
+                  const Caller& caller) {
+  if (!wz::mem_map_listens(thread)) [[likely]] {
     return;
   }
   wzlb_mem_map_add(block, size, wz::mutable_text(caller.label), wz::mutable_text(caller.file),
                    caller.line, wz::mutable_text(caller.function));
 }
 
-void forget_in_map(void* block) {
-  if (wz::mem_map_listens()) [[unlikely]] {
+void forget_in_map(const AllocatingThread& thread, void* block) {
+  if (wz::mem_map_listens(thread)) [[unlikely]] {
     wzlb_mem_map_remove(block);
   }
+}
+
+void close_spare_at_end(AllocatingThread& thread) {
+  struct Closer {
+    ~Closer() { wz::allocating_thread.spare.close(); }
+  };
+  static thread_local const Closer closer;
+  thread.closes_spare = true;
+}
+
+void give_back(AllocatingThread& thread, void* block, std::size_t usable) {
+  if constexpr (kKeepsSpare) {
+    if (!thread.closes_spare) [[unlikely]] {
+      close_spare_at_end(thread);
+    }
+    if (thread.spare.keep(block, usable)) {
+      return;
+    }
+  }
+  std::free(block);
 }
 
 [[noreturn]] void refuse_negative_size(long size, const Caller& caller) {
@@ -159,8 +187,12 @@ void forget_in_map(void* block) {
 }  // namespace
 
 void* wz::soft_malloc(long size, const BlockOwner& caller) noexcept {
-  const std::size_t padded = static_cast<std::size_t>(size) + pad_length;
-  void* const block = std::malloc(padded + kGuardRoom);
+  AllocatingThread& thread = this_allocating_thread();
+  const std::size_t padded = static_cast<std::size_t>(size) + thread.pad_length;
+  void* block = thread.spare.take(padded + kGuardRoom);
+  if (block == nullptr) {
+    block = std::malloc(padded + kGuardRoom);
+  }
   if (block == nullptr) {
     return nullptr;
   }
@@ -168,38 +200,39 @@ void* wz::soft_malloc(long size, const BlockOwner& caller) noexcept {
   const std::size_t counted = counted_size(block, padded);
   CALLER_TRACE(WZLB_LEVEL_2, "WZLB_MALLOC'ed (%s) done. ptr = %p, size = %ld, allocated size = %ld",
                caller.label, block, static_cast<long>(padded), static_cast<long>(counted));
-  count_allocated(counted);
-  ++mem_stats.num_allocations;
-  trace_statistics(caller);
-  offer_to_map(block, padded, caller);
+  count_allocated(thread.stats, counted);
+  ++thread.stats.num_allocations;
+  trace_statistics(thread.stats, caller);
+  offer_to_map(thread, block, padded, caller);
   return block;
 }
 
 void* wz::soft_realloc(void* pointer, long size, const BlockOwner& caller) noexcept {
+  AllocatingThread& thread = this_allocating_thread();
   std::size_t old_counted = 0;
   std::size_t old_size = 0;
   if (pointer != nullptr) {
-    forget_in_map(pointer);
-    old_size = guarded_size(pointer);
+    forget_in_map(thread, pointer);
+    old_size = guarded_size(pointer, malloc_usable_size(pointer));
     old_counted = counted_size(pointer, old_size);
   }
-  const std::size_t padded = static_cast<std::size_t>(size) + pad_length;
+  const std::size_t padded = static_cast<std::size_t>(size) + thread.pad_length;
   void* const block = std::realloc(pointer, padded + kGuardRoom);
   if (block == nullptr) {
     if (pointer != nullptr) {
-      offer_to_map(pointer, old_size, caller);
+      offer_to_map(thread, pointer, old_size, caller);
     }
     return nullptr;
   }
-  mem_stats.num_allocations += pointer == nullptr ? 1 : 0;
+  thread.stats.num_allocations += pointer == nullptr ? 1 : 0;
   write_guard(block, padded);
   const std::size_t counted = counted_size(block, padded);
   if (counted >= old_counted) {
-    count_allocated(counted - old_counted);
+    count_allocated(thread.stats, counted - old_counted);
   } else {
-    count_freed(old_counted - counted);
+    count_freed(thread.stats, old_counted - counted);
   }
-  offer_to_map(block, padded, caller);
+  offer_to_map(thread, block, padded, caller);
   return block;
 }
 
@@ -240,13 +273,15 @@ void wzlb_tracked_free(void* pointer, const char* label, int index, const char* 
     return;
   }
   const Caller caller{label, file, line, function};
-  forget_in_map(pointer);
-  const std::size_t counted = counted_size(pointer, guarded_size(pointer));
-  count_freed(counted);
+  AllocatingThread& thread = wz::this_allocating_thread();
+  forget_in_map(thread, pointer);
+  const std::size_t usable = malloc_usable_size(pointer);
+  const std::size_t counted = counted_size(pointer, guarded_size(pointer, usable));
+  count_freed(thread.stats, counted);
   CALLER_TRACE(WZLB_LEVEL_2,
                "WZLB_FREE'ed (%s) Freed. ptr = $%p$ for index %d, allocated_size = %ld", label,
                pointer, index, static_cast<long>(counted));
-  std::free(pointer);
+  give_back(thread, pointer, usable);
 }
 
 size_t wzlb_get_mem_chunk_size(char* /*mem*/, size_t size) {
@@ -254,14 +289,15 @@ size_t wzlb_get_mem_chunk_size(char* /*mem*/, size_t size) {
 }
 
 void wzlb_get_mem_stats(WzlbMemStats* stats) {
-  *stats = mem_stats;
+  *stats = wz::allocating_thread.stats;
 }
 
 void wzlb_reset_periodic_mem_stats(void) {
-  mem_stats.periodic_allocated = 0;
-  mem_stats.periodic_freed = 0;
+  wz::allocating_thread.stats.periodic_allocated = 0;
+  wz::allocating_thread.stats.periodic_freed = 0;
 }
 
 void wzlb_set_mem_pad_length(int pad_length_bytes) {
-  pad_length = pad_length_bytes > 0 ? static_cast<std::size_t>(pad_length_bytes) : 0;
+  wz::allocating_thread.pad_length =
+      pad_length_bytes > 0 ? static_cast<std::size_t>(pad_length_bytes) : 0;
 }

@@ -1,12 +1,17 @@
 #include <gtest/gtest.h>
 #include <wz/wzlb.h>
 
+#include <algorithm>
+#include <array>
 #include <climits>
 #include <cstdlib>
 #include <cstring>
+#include <random>
 #include <regex>
 #include <string>
+#include <string_view>
 #include <thread>
+#include <utility>
 
 #include "tests/support/core_log.h"
 
@@ -52,6 +57,44 @@ TEST(TrackedAllocation, BlocksAndPlainMallocMix) {
   char* overrun = static_cast<char*>(WZLB_MALLOC(10, "test"));
   std::memset(overrun, 'x', 11);
   WZLB_FREE(overrun, "test", -1);
+}
+
+// Blocks that come back are handed out again: no two that live at a time may share a byte.
+TEST(TrackedAllocation, LiveBlocksKeepTheirBytes) {
+  std::thread([] {
+    std::array<std::pair<char*, long>, 200> live{};
+    std::minstd_rand random(7);  // NOLINT(cert-msc51-cpp): the same run each time
+    for (int round = 0; round < 20000; ++round) {
+      const std::size_t place = random() % live.size();
+      auto& [block, size] = live[place];
+      const std::string expected(static_cast<std::size_t>(size), static_cast<char>(place));
+      ASSERT_EQ(std::string_view(block, expected.size()), expected) << round;
+      const long next = static_cast<long>(random() % 600);
+      if (block != nullptr && next > 0 && random() % 4 == 0) {
+        block = static_cast<char*>(WZLB_REALLOC(block, next, "test", -1));
+      } else {
+        WZLB_FREE(block, "test", -1);
+        block = static_cast<char*>(WZLB_MALLOC(next, "test"));
+      }
+      size = next;
+      std::fill_n(block, size, static_cast<char>(place));
+    }
+    for (const auto& [block, size] : live) {
+      WZLB_FREE(block, "test", -1);
+    }
+  }).join();
+}
+
+TEST(TrackedAllocation, GivingABlockBackTwiceEndsTheProcess) {
+  constexpr auto kTwice = [](int size) {
+    void* first = WZLB_MALLOC(size, "test");
+    void* second = WZLB_MALLOC(size, "test");
+    WZLB_FREE(first, "test", -1);
+    WZLB_FREE(second, "test", -1);
+    WZLB_FREE(first, "test", -1);
+  };
+  EXPECT_DEATH(kTwice(12), "given back twice|double-free");
+  EXPECT_DEATH(kTwice(500), "given back twice|double-free");
 }
 
 TEST(TrackedAllocation, StatisticsOfAThread) {

@@ -1,0 +1,90 @@
+// Small blocks that a thread has given back and will want again, so that a request like the one
+// before it takes none from the heap.
+#pragma once
+
+#include <array>
+#include <cstddef>
+#include <cstdint>
+#include <cstdio>
+#include <cstdlib>
+#include <new>
+
+namespace wz {
+
+// Holds blocks of malloc by the size that malloc_usable_size tells. Constant-initialised and
+// without a destructor, so that a thread-local one needs no guard: its owner calls close() at the
+// thread's end.
+class SpareBlocks {
+ public:
+  // A block of at least `size` bytes, or null.
+  void* take(std::size_t size) noexcept {
+    const std::size_t kind = size <= kSmallest ? 0 : (size - kSmallest + kStep - 1) / kStep;
+    if (kind >= kKinds || first_[kind] == nullptr) {
+      return nullptr;
+    }
+    Spare* const block = first_[kind];
+    first_[kind] = block->next;
+    room_ += size_of(kind);
+    block->mark = 0;
+    return block;
+  }
+
+  // Keeps `block`, with `usable` bytes, where it is small and there is room. Where not, the caller
+  // still owns it. A block that is here already ends the process, as free() does.
+  bool keep(void* block, std::size_t usable) noexcept {
+    if (usable < kSmallest || usable > size_of(kKinds - 1)) {
+      return false;
+    }
+    const std::size_t kind = (usable - kSmallest) / kStep;
+    if (static_cast<const Spare*>(block)->mark == mark_of(block)) [[unlikely]] {
+      refuse_second_free(block, kind);
+    }
+    if (room_ < size_of(kind)) {
+      return false;
+    }
+    first_[kind] = ::new (block) Spare{first_[kind], mark_of(block)};
+    room_ -= size_of(kind);
+    return true;
+  }
+
+  // Gives everything back to malloc, and keeps nothing from now on.
+  void close() noexcept {
+    for (std::size_t kind = 0; kind < kKinds; ++kind) {
+      while (void* const block = take(size_of(kind))) {
+        std::free(block);
+      }
+    }
+    room_ = 0;
+  }
+
+ private:
+  struct Spare {
+    Spare* next;
+    std::uintptr_t mark;  // no accident that the caller's bytes look like it
+  };
+
+  static constexpr std::size_t kSmallest = 24;  // the sizes in which malloc hands out blocks
+  static constexpr std::size_t kStep = 16;
+  static constexpr std::size_t kKinds = 32;
+  static constexpr std::size_t kMostBytes = 64 * 1024;
+
+  static constexpr std::size_t size_of(std::size_t kind) { return kSmallest + kind * kStep; }
+  static std::uintptr_t mark_of(const void* block) {
+    return ~reinterpret_cast<std::uintptr_t>(block);
+  }
+
+  // The caller's own bytes may look like a mark: only a block that is really here counts.
+  void refuse_second_free(const void* block, std::size_t kind) const noexcept {
+    for (const Spare* spare = first_[kind]; spare != nullptr; spare = spare->next) {
+      if (spare == block) {
+        std::fputs("WZLB: a block was given back twice\n", stderr);
+        std::abort();
+      }
+    }
+  }
+
+  std::array<Spare*, kKinds> first_{};
+  std::size_t room_ = kMostBytes;
+};
+
+}  // namespace wz
