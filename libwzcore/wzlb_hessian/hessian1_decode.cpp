@@ -185,11 +185,11 @@ class Decoder {
 
   // A call or a reply with its version.
   bool decode_message(char tag) {
+    open(tag);
     if (!bytes_.has(3)) {
       return false;
     }
     bytes_.skip(1);
-    open(tag);
     const auto major = static_cast<int>(bytes_.take_unsigned(1));
     const auto minor = static_cast<int>(bytes_.take_unsigned(1));
     hessian_append_to_xml(const_cast<char*>("<ver>%d.%d</ver>\n"), major, minor);
@@ -213,8 +213,12 @@ class Decoder {
   }
 
   // Text behind a two-byte length. 's', 'x' and 'b' stay open: more of the value follows, and it
-  // opens an element of its own.
+  // opens an element of its own. The element is open before the length is looked at, so a chunk
+  // that is refused shows in the text by its name.
   bool decode_chunk(char tag) {
+    const ElementName& name = name_of(tag);
+    const bool on_own_lines = std::string_view("xXbBH").find(tag) != std::string_view::npos;
+    on_own_lines ? sink().open_container(name) : sink().open_inline(name);
     const std::size_t start = bytes_.position();
     if (!bytes_.has(1 + kLengthSize)) {
       return false;
@@ -226,9 +230,6 @@ class Decoder {
       return false;
     }
     const std::string_view data = bytes_.take(length);
-    const ElementName& name = name_of(tag);
-    const bool on_own_lines = std::string_view("xXbBH").find(tag) != std::string_view::npos;
-    on_own_lines ? sink().open_container(name) : sink().open_inline(name);
     sink().append(data.substr(0, data.find('\0')));
     if (tag == 'X' || tag == 'B') {
       sink().close_container(name);

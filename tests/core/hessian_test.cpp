@@ -112,6 +112,7 @@ TEST_F(Hessian, FailuresTellThePosition) {
     EXPECT_NE(text.find(line), std::string::npos) << text.substr(0, 200);
     EXPECT_TRUE(text.ends_with("</debug>\n"));
   }
+  EXPECT_TRUE(decode(1, bytes_of(long_chunk)).starts_with("<hessian><string>Hessian Hex"));
   const std::string dump = decode(1, "A" + std::string(16, '\x1f'));
   EXPECT_EQ(dump,
             "<hessian>Hessian Hex to Asc failed at byte =0 (total=17)\n<debug>\n"
