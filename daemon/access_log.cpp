@@ -6,6 +6,7 @@
 #include <sys/socket.h>
 #include <unistd.h>
 
+#include <algorithm>
 #include <array>
 #include <cerrno>
 #include <chrono>
@@ -99,6 +100,16 @@ void AccessLog::handle(const http::Request& request, http::Response& response) {
   if (response.forward == nullptr) {
     log(request, response, std::chrono::steady_clock::now() - begin);
   }
+}
+
+// The client's first line stands for the target, so that one sees what it meant.
+void AccessLog::refused(const http::Request& request, const http::Response& response) {
+  constexpr std::size_t kMost = 256;
+  http::Request shown = request;
+  if (shown.method.empty()) {
+    shown.target = request.head.substr(0, std::min(request.head.find_first_of("\r\n"), kMost));
+  }
+  log(shown, response, {});
 }
 
 void AccessLog::forwarded(const http::Request& request, const http::Response& response,

@@ -1,5 +1,5 @@
-// One JSON object a line for every request that the services have answered. A line is one write, so
-// that lines of several workers do not mix and none is lost with a worker.
+// One JSON object a line for every request, those that could not be read included. A line is one
+// write, so that lines of several workers do not mix and none is lost with a worker.
 #pragma once
 
 #include <chrono>
@@ -24,6 +24,7 @@ class AccessLog final : public http::RequestHandler {
   void reopen();
 
   void handle(const http::Request& request, http::Response& response) override;
+  void refused(const http::Request& request, const http::Response& response) override;
   void forwarded(const http::Request& request, const http::Response& response,
                  std::chrono::steady_clock::duration duration) override;
 

@@ -1,6 +1,7 @@
 // Small things that several pages say.
 #pragma once
 
+#include <algorithm>
 #include <string>
 
 #include "daemon/admin/traffic_counters.h"
@@ -10,15 +11,10 @@ namespace vsd {
 
 // Workers of the current generation that serve.
 [[nodiscard]] inline std::size_t serving_workers(const WorkerStatus& status) noexcept {
-  std::size_t count = 0;
-  for (const WorkerSlot& slot : status.slots().all()) {
-    count += slot.state.load(std::memory_order_acquire) == WorkerState::serving &&
-                     slot.generation.load(std::memory_order_relaxed) ==
-                         status.daemon().generation.load(std::memory_order_relaxed)
-                 ? 1U
-                 : 0U;
-  }
-  return count;
+  const auto slots = status.slots().all();
+  const auto current = status.daemon().generation.load(std::memory_order_acquire);
+  return static_cast<std::size_t>(std::count_if(
+      slots.begin(), slots.end(), [&](const WorkerSlot& slot) { return slot.serves(current); }));
 }
 
 // "200"; "none" for answers that sent no status on purpose.

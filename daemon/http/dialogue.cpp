@@ -26,9 +26,17 @@ void ExchangeContext::answer(const Request& request, TimePoint now) {
     response.clear();
     response.status = 500;
     response.is_refusal = true;
+    handler.refused(request, response);
   }
   if (observer != nullptr && response.forward == nullptr) {
     observer->answered(request, response, Clock::now() - now);
+  }
+}
+
+void ExchangeContext::tell_refused(const Request& request) {
+  handler.refused(request, response);
+  if (observer != nullptr) {
+    observer->answered(request, response, {});
   }
 }
 

@@ -48,6 +48,8 @@ struct ExchangeContext {
 
   // Has `request`, which was read at `now`, answered into `response` or left to a backend.
   void answer(const Request& request, TimePoint now);
+  // Tells whoever keeps records that `request` gets `response` without having been served.
+  void tell_refused(const Request& request);
 
   const HttpLimits& limits;
   RequestHandler& handler;

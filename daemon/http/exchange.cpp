@@ -198,11 +198,10 @@ void Exchange::refuse(int status, TimePoint now) {
   response.headers = "Content-Type: text/plain\r\n";
   response.body = reason_phrase(status);
   response.body += '\n';
-  if (context_.observer != nullptr) {
-    Request unread;
-    unread.head = input_.view();
-    context_.observer->answered(unread, response, {});
-  }
+  Request unread;
+  unread.head = input_.view();
+  unread.socket = socket_;
+  context_.tell_refused(unread);
   linger_ = true;
   next_deadline(now);
   const bool head_request = input_.view().starts_with("HEAD ");

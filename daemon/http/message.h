@@ -111,6 +111,11 @@ class RequestHandler {
   // `response` comes cleared.
   virtual void handle(const Request& request, Response& response) = 0;
 
+  // A request is answered without handle(): it could not be read, `response` says why by its
+  // status, and only `head`, as much as there is of it, and where it came from are set; or handle()
+  // threw.
+  virtual void refused(const Request& /*request*/, const Response& /*response*/) {}
+
   // A request that handle() left to a backend has its answer, `duration` after it was read: the
   // status and the number of bytes that the client is sent.
   virtual void forwarded(const Request& /*request*/, const Response& /*response*/,

@@ -7,6 +7,8 @@
 #include <array>
 #include <boost/beast/http/basic_parser.hpp>
 #include <limits>
+#include <optional>
+#include <string>
 
 #include "daemon/http/message.h"
 
@@ -71,6 +73,20 @@ int check_target(verb method, std::string_view target) noexcept {
   return target.front() == '/' || !scheme_and_authority(target).empty() ? 0 : 400;
 }
 
+// "1.1" of a request line of three words; empty when it names no version.
+std::string_view version_of(std::string_view head) noexcept {
+  const auto line = head.substr(0, head.find('\r'));
+  const auto second = line.find(' ', line.find(' ') + 1);
+  if (second == std::string_view::npos) {
+    return {};
+  }
+  const auto word = line.substr(second + 1);
+  const bool is_version = word.size() == 8 && word.starts_with("HTTP/") &&
+                          is_number(word.substr(5, 1)) && word[6] == '.' &&
+                          is_number(word.substr(7));
+  return is_version ? word.substr(5) : std::string_view{};
+}
+
 class HeadParser final : public beast::http::basic_parser<true> {
  public:
   explicit HeadParser(RequestHead& head) : head_(head) {
@@ -87,7 +103,7 @@ class HeadParser final : public beast::http::basic_parser<true> {
       return refused_;
     }
     if (error == beast::http::error::bad_version) {
-      return names_a_version(text.substr(0, text.find('\r'))) ? 505 : 400;
+      return version_of(text).empty() ? 400 : 505;
     }
     return error && error != beast::http::error::need_more ? 400 : 0;
   }
@@ -115,12 +131,6 @@ class HeadParser final : public beast::http::basic_parser<true> {
   }
 
  private:
-  static bool names_a_version(std::string_view line) noexcept {
-    const auto word = line.substr(std::min(line.rfind(' '), line.size() - 1) + 1);
-    return word.size() == 8 && word.starts_with("HTTP/") && is_number(word.substr(5, 1)) &&
-           word[6] == '.' && is_number(word.substr(7));
-  }
-
   void refuse(int status, beast::error_code& error) noexcept {
     refused_ = status;
     error = beast::http::error::bad_field;
@@ -235,16 +245,51 @@ class HeadParser final : public beast::http::basic_parser<true> {
 
 }  // namespace
 
+namespace {
+
+// A minor version newer than ours is served as 1.1. Beast does not know any, so it gets a copy.
+std::optional<std::string> as_version_1_1(std::string_view text) {
+  const auto version = version_of(text);
+  if (!version.starts_with("1.") || version[2] < '2') {
+    return std::nullopt;
+  }
+  std::string copy(text);
+  copy[static_cast<std::size_t>(version.data() - text.data()) + 2] = '1';
+  return copy;
+}
+
+int parse_known_version(std::string_view text, RequestHead& head) {
+  HeadParser parser(head);
+  const int status = parser.parse(text);
+  return status != 0 ? status : parser.finish();
+}
+
+}  // namespace
+
 int check_request_line(std::string_view line) {
   RequestHead head;
-  return HeadParser(head).parse(line);
+  const int status = HeadParser(head).parse(line);
+  if (status != 505) {
+    return status;
+  }
+  const auto known = as_version_1_1(line);
+  return known ? HeadParser(head).parse(*known) : status;
 }
 
 int parse_request_head(std::string_view text, RequestHead& head) {
   head = RequestHead{};
-  HeadParser parser(head);
-  const int status = parser.parse(text);
-  return status != 0 ? status : parser.finish();
+  const int status = parse_known_version(text, head);
+  if (status != 505) {
+    return status;
+  }
+  const auto known = as_version_1_1(text);
+  if (!known) {
+    return status;
+  }
+  const int known_status = parse_known_version(*known, head);
+  head.method = text.substr(0, head.method.size());
+  head.target = text.substr(std::min(head.method.size() + 1, text.size()), head.target.size());
+  return known_status;
 }
 
 std::string_view origin_form(std::string_view target) {

@@ -11,7 +11,7 @@ namespace vsd::http {
 struct RequestHead {
   std::string_view method;
   std::string_view target;  // as sent: origin, absolute or asterisk form
-  int version = 11;         // 10 or 11
+  int version = 11;         // 10 or 11; a newer minor version counts as 11
   std::uint64_t content_length = 0;
   bool chunked = false;
   bool keep_alive = false;

@@ -21,6 +21,7 @@ namespace vsd {
 namespace {
 
 constexpr std::chrono::milliseconds kWatchInterval{500};  // between looks at the scripts
+constexpr std::chrono::seconds kLengthyScript{1};         // that counts as not serving
 constexpr std::chrono::seconds kScriptGrace{1};           // for a script to obey the signal
 constexpr std::chrono::minutes kLeaveTime{5};             // for a worker whose script has failed
 constexpr int kStartFailed = 3;  // a worker's exit status when it could not serve
@@ -156,6 +157,7 @@ void WorkerPool::fork_worker(std::uint32_t number, const std::shared_ptr<Served>
     slot->restarts = seats_[number].restarts;
     slot->script.count = 0;
     slot->script.overdue = 0;
+    slot->script.lengthy = 0;
     slot->served = 0;
     slot->state = WorkerState::starting;
     std::fflush(nullptr);  // a child must not write what the parent has buffered a second time
@@ -323,12 +325,18 @@ void WorkerPool::watch_script(Worker& worker, Clock::time_point now) {
   const auto timeout = worker.served->generation->rules().timeout;
   ScriptActivity& script = worker.slot->script;
   const std::uint32_t count = script.count.load(std::memory_order_relaxed);
-  if (timeout.count() == 0 || count % 2 == 0 || count != worker.script_count) {
+  if (count % 2 == 0 || count != worker.script_count) {
     worker.script_count = count;
     worker.script_since = now;
     return;
   }
   const auto time = now - worker.script_since;
+  if (time > kLengthyScript) {
+    script.lengthy = count;
+  }
+  if (timeout.count() == 0) {
+    return;
+  }
   if (time > timeout && script.overdue != count) {
     script.overdue = count;
     kill(worker.pid, kScriptTimeoutSignal);

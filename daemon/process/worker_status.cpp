@@ -32,8 +32,7 @@ bool WorkerStatus::all_serving() const {
   std::vector<bool> served(workers_);
   for (const WorkerSlot& slot : slots_.all()) {
     const std::uint32_t number = slot.number.load(std::memory_order_relaxed);
-    if (slot.state.load(std::memory_order_acquire) == WorkerState::serving &&
-        slot.generation.load(std::memory_order_relaxed) == current && number < workers_) {
+    if (slot.serves(current) && number < workers_) {
       served[number] = true;
     }
   }

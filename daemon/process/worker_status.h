@@ -24,6 +24,7 @@ struct ScriptActivity {
   std::atomic<std::uint32_t> service;  // number in the image of the worker's generation
   std::atomic<Hook> hook;
   std::atomic<std::uint32_t> overdue;  // by the parent: the `count` of a run that is to end
+  std::atomic<std::uint32_t> lengthy;  // by the parent: of one that others have waited for too long
 
   // There is one writer, so no locked addition.
   void enter(std::uint32_t number, Hook in) noexcept {
@@ -34,6 +35,11 @@ struct ScriptActivity {
   void leave() noexcept { step(); }
   [[nodiscard]] bool running() const noexcept {
     return count.load(std::memory_order_acquire) % 2 != 0;
+  }
+  // Whether it keeps the worker from everything else.
+  [[nodiscard]] bool is_lengthy() const noexcept {
+    return running() &&
+           lengthy.load(std::memory_order_relaxed) == count.load(std::memory_order_relaxed);
   }
 
  private:
@@ -60,6 +66,12 @@ struct alignas(64) WorkerSlot {
                                           // because they failed
   ScriptActivity script;
   std::atomic<std::uint64_t> served;  // requests that reached a service
+
+  // Whether new requests of this generation are answered here, and soon.
+  [[nodiscard]] bool serves(std::uint32_t of_generation) const noexcept {
+    return state.load(std::memory_order_acquire) == WorkerState::serving &&
+           generation.load(std::memory_order_relaxed) == of_generation && !script.is_lengthy();
+  }
 
   void count_served() noexcept {
     served.store(served.load(std::memory_order_relaxed) + 1, std::memory_order_relaxed);

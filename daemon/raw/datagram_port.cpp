@@ -63,9 +63,7 @@ void DatagramPort::serve(std::string_view message, const Address& from, TimePoin
   if (message.size() > context_.limits.max_body_bytes) {
     context_.response.clear();
     context_.response.status = 413;
-    if (context_.observer != nullptr) {
-      context_.observer->answered(request, context_.response, {});
-    }
+    context_.tell_refused(request);
     return;
   }
   context_.answer(request, now);

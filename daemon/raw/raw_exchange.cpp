@@ -56,11 +56,10 @@ void RawExchange::refuse(int status, TimePoint now) {
   http::Response& response = context_.response;
   response.clear();
   response.status = status;
-  if (context_.observer != nullptr) {
-    http::Request unread = endpoint_.request({});
-    unread.head = input_.view();
-    context_.observer->answered(unread, response, {});
-  }
+  http::Request unread = endpoint_.request({});
+  unread.head = input_.view();
+  unread.socket = socket_;
+  context_.tell_refused(unread);
   linger_ = true;
   next_deadline(now);
   end_behind_answer(State::closing);

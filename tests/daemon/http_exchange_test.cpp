@@ -65,6 +65,8 @@ TEST(HttpExchange, AnswersOrRefusesHoweverTheBytesAreCut) {
       {"GET / HTTP/1.1\r\nHost: a\r\n\r\n", "200"},
       {"\r\n\r\nGET / HTTP/1.1\r\nHost:\r\n\r\n", "200"},
       {"GET / HTTP/1.0\r\n\r\n", "200"},
+      {"POST / HTTP/1.7\r\nHost: a\r\nContent-Length: 1\r\n\r\naGET / HTTP/1.1\r\nHost: a\r\n\r\n",
+       "200 200"},
       {"GET http://a:80/x?y HTTP/1.1\r\nHost: b\r\n\r\n", "200"},
       {"OPTIONS * HTTP/1.1\r\nHost: a\r\n\r\n", "200"},
       {"POST / HTTP/1.1\r\nHost: a\r\nContent-Length: 3\r\n\r\na\0b"
@@ -93,6 +95,7 @@ TEST(HttpExchange, AnswersOrRefusesHoweverTheBytesAreCut) {
       {"GET / HTTP/11\r\nHost: a\r\n\r\n", "400"},
       {"GET / http/1.1\r\nHost: a\r\n\r\n", "400"},
       {"GET / HTTP/2.0\r\nHost: a\r\n\r\n", "505"},
+      {"GET /a b HTTP/1.1\r\nHost: a\r\n\r\n", "400"},
       {"BREW / HTTP/1.1\r\nHost: a\r\n\r\n", "501"},
       {"get / HTTP/1.1\r\nHost: a\r\n\r\n", "501"},
       {"PROPPATCH / HTTP/1.1\r\nHost: a\r\n\r\n", "501"},

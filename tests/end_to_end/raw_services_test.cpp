@@ -67,7 +67,7 @@ TEST(RawExamples, AnswerLinesBinaryMessagesAndDatagrams) {
   http.send("tcp /tcp 127.0.0.1:8090 HTTP/1.1\r\nHost: a\r\n\r\n");
   http.end_sending();
   const std::string refused = http.receive();
-  EXPECT_TRUE(refused.starts_with("HTTP/1.1 505 ")) << refused;
+  EXPECT_TRUE(refused.starts_with("HTTP/1.1 400 ")) << refused;
   HttpClient admin;
   const auto journal = [&](const std::string& service) {
     return admin

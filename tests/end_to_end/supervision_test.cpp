@@ -107,6 +107,24 @@ TEST_F(Supervision, AScriptThatFailsCostsItsOwnRequestOnly) {
   EXPECT_EQ(vsd.stop(), 0) << vsd.log();
 }
 
+TEST_F(Supervision, AWorkerInAHangingScriptCountsAsNotServing) {
+  VsdProcess vsd(root_.path(), "WORKERS 1\nSCRIPT_TIMEOUT 3\nADMIN 127.0.0.1:0\n");
+  HttpClient admin;
+  const auto await_health = [&](int status, const std::string& part) {
+    Answer health;
+    do {
+      health = admin.get("http://127.0.0.1:" + std::to_string(vsd.admin_port()) + "/health");
+    } while (health.status != status);
+    EXPECT_TRUE(contains(health.body, part)) << health.body;
+  };
+  await_health(200, R"("serving":1,"restarts":0)");
+  const RawClient client(vsd.port());
+  client.send(get("/faulty?loop"));
+  await_health(503, R"("serving":0,"restarts":0)");
+  EXPECT_TRUE(client.receive("failed.\n").starts_with("HTTP/1.1 500"));
+  await_health(200, R"("serving":1)");
+}
+
 TEST_F(Supervision, AServiceThatFailsAgainAndAgainIsTakenOut) {
   VsdProcess vsd(root_.path(), "WORKERS 2\nCRASH_LIMIT 3\n");
   for (int i = 0; i < 3; ++i) {
@@ -223,7 +241,15 @@ TEST_F(Supervision, LogsAreReopenedAndAFullDiskStopsNothing) {
   const std::string old_line = wz::test::content_of(log.string() + ".1");
   EXPECT_TRUE(contains(old_line, R"(,"target":"/good?\"\u00ff","service":"good","status":200,)"))
       << old_line;
-  EXPECT_TRUE(contains(wz::test::content_of(log), R"("service":"faulty")"));
+  const RawClient rude(vsd.port());
+  rude.send("GET /a b HTTP/1.1\r\nHost: a\r\n\r\n");
+  EXPECT_TRUE(rude.receive().starts_with("HTTP/1.1 400"));
+  const std::string lines = wz::test::content_of(log);
+  EXPECT_TRUE(contains(lines, R"("service":"faulty")"));
+  EXPECT_TRUE(contains(lines, R"("client":"127.0.0.1:)")) << lines;
+  EXPECT_TRUE(
+      contains(lines, R"("method":"","target":"GET /a b HTTP/1.1","service":"","status":400,)"))
+      << lines;
 
   VsdProcess full(root_.path(), "WORKERS 1\nACCESS_LOG /dev/full\n");
   const RawClient other(full.port());
