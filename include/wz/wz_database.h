@@ -55,7 +55,7 @@ WZ_API int wz_db_close(void);
  *               A transaction that was open is rolled back by that.
  *
  * Texts that came from wz_db_get_value stay valid over the next query, until wz_db_clear_result,
- * wz_db_close or the end of the request.
+ * wz_db_close or the end of the request. Notices of the server go to standard error.
  */
 WZ_API int wz_db_execute_query(char *query);
 

@@ -97,6 +97,7 @@ TEST_F(HelpersTest, TakesJavaScriptFromAndToEveryPlace) {
        "Error: Provided file input is not available or zero size."},
       {2, empty.c_str(), 0, out.data(),
        "Error: Provided file input is not available or zero size."},
+      {2, folder().path().c_str(), 0, out.data(), "Error in opening input file "},
       {0, "1", 1, arg("nobody"), "Error: Output parameter invalid or nor allowed."},
       {0, "1", 1, arg("d"), "Error: Output parameter invalid or nor allowed."},
       {0, "1", 2, arg(missing.c_str()), "Error in opening file " + missing},

@@ -9,7 +9,6 @@
 #include <unistd.h>
 #include <wz/wz_script.h>
 
-#include <algorithm>
 #include <array>
 #include <cerrno>
 #include <cstdarg>
@@ -86,10 +85,13 @@ TrackedText read_file(const char* name, const ErrorText& error) {
     error.fail("Error: Provided file input is not available or zero size.");
     return nullptr;
   }
-  const Descriptor file(open(name, O_RDONLY | O_CLOEXEC));
-  if (file.get() < 0) {
+  const auto refuse = [&]() -> TrackedText {
     error.fail("Error in opening input file %s. Err[%d] = %s ", name, errno, std::strerror(errno));
     return nullptr;
+  };
+  const Descriptor file(open(name, O_RDONLY | O_CLOEXEC));
+  if (file.get() < 0) {
+    return refuse();
   }
   TrackedText text(
       static_cast<char*>(WZLB_MALLOC(status.st_size + 1, "wz_exec_js() input buffer")));
@@ -97,7 +99,10 @@ TrackedText read_file(const char* name, const ErrorText& error) {
   std::size_t length = 0;
   for (ssize_t count = 1; count > 0 && length < size;) {
     count = read(file.get(), text.get() + length, size - length);
-    length += static_cast<std::size_t>(std::max<ssize_t>(count, 0));
+    if (count < 0) {
+      return refuse();  // a folder, for one, opens and cannot be read
+    }
+    length += static_cast<std::size_t>(count);
   }
   text.get()[length] = '\0';
   return text;

@@ -36,12 +36,10 @@ void retire_result() {
   }
 }
 
-// What libpq would print on standard error, such as notices of the server.
-void note(void*, const char* message) noexcept {
-  VSD_TRACE_AS("wz_db_execute_query", WZLB_LEVEL_3, kModuleApi, "%s", message);
-}
-
 bool is_good(const PGresult* result) noexcept {
+  if (result == nullptr) {
+    return false;
+  }
   switch (PQresultStatus(result)) {
     case PGRES_COMMAND_OK:
     case PGRES_TUPLES_OK:
@@ -69,7 +67,6 @@ int wz_db_connect(void) {
               connString, PQerrorMessage(attempt.get()));
     return -1;
   }
-  PQsetNoticeProcessor(attempt.get(), note, nullptr);
   conn = std::move(attempt);
   VSD_TRACE(WZLB_LEVEL_3, kModuleApi, "db connection successfully created.");
   return 0;
