@@ -65,7 +65,7 @@ WZ_API void hessian_append_to_xml(char *format, ...) WZ_PRINTF(1, 2);
 /**
  * Encodes an XML document of the form that decoding gives, in `hessian_version`. Unknown elements
  * write nothing themselves, their children are encoded; numbers that do not parse give 0. Documents
- * that declare entities are refused.
+ * that declare entities or attributes are refused.
  *
  * @param src_type   Not 0: `src_ptr` is the text, of `src_param` bytes. 0: it is a file name.
  * @param out        Room for the encoding: twice the document is enough; nothing is checked.

@@ -25,11 +25,21 @@ struct FreeDocument {
 };
 using XmlDocument = std::unique_ptr<xmlDoc, FreeDocument>;
 
-// Documents of this form have no use for declarations, and entities could make a small text huge.
-void refuse_declarations(void* context, const xmlChar*, const xmlChar*, const xmlChar*) noexcept {
+// Documents of this form have no use for declarations; entities, and attributes that every element
+// gets, could make a small text huge. A document type without any is harmless.
+void refuse(void* context) noexcept {
   auto* parser = static_cast<xmlParserCtxt*>(context);
   parser->wellFormed = 0;
   xmlStopParser(parser);
+}
+void refuse_entity(void* context, const xmlChar*, int, const xmlChar*, const xmlChar*,
+                   xmlChar*) noexcept {
+  refuse(context);
+}
+void refuse_attribute(void* context, const xmlChar*, const xmlChar*, int, int, const xmlChar*,
+                      xmlEnumeration* values) noexcept {
+  xmlFreeEnumeration(values);
+  refuse(context);
 }
 
 // Only this parser's own context is released afterwards: the process may use libxml2 elsewhere.
@@ -38,7 +48,8 @@ XmlDocument parse(int src_type, void* source, int size) noexcept {
   if (context == nullptr) {
     return nullptr;
   }
-  context->sax->internalSubset = refuse_declarations;
+  context->sax->entityDecl = refuse_entity;
+  context->sax->attributeDecl = refuse_attribute;
   const auto* text = static_cast<const char*>(source);
   return XmlDocument(src_type != 0 ? xmlCtxtReadMemory(context.get(), text, size, "noname.xml",
                                                        nullptr, kParserOptions)

@@ -145,7 +145,9 @@ TEST_F(Hessian, Version1Encodes) {
       {1, "<hessian><reply><ver>2</ver></reply></hessian>", "720200"},
       {1, "<other/>", "refused"},
       {1, "<hessian>", "refused"},
+      {1, "<!DOCTYPE hessian SYSTEM 'h.dtd'><hessian><null/></hessian>", "4e"},
       {1, "<!DOCTYPE hessian [<!ENTITY e 'x'>]><hessian><string>&e;</string></hessian>", "refused"},
+      {1, "<!DOCTYPE hessian [<!ATTLIST null a (b|c) 'b'>]><hessian><null/></hessian>", "refused"},
   };
   for (const EncodeCase& c : cases) {
     EXPECT_EQ(encode(c.version, c.xml), c.hex) << c.xml;
