@@ -152,7 +152,7 @@ char* apply_method(char method, char* value) {
 }  // namespace wz
 
 char* get_search_final_val(char* value, int* length, char* method_type, int total_method) {
-  for (int i = 0; i < total_method && method_type != nullptr; ++i) {
+  for (int i = 0; i < total_method && method_type != nullptr && value != nullptr; ++i) {
     value = wz::apply_method(method_type[i], value);
     *length = static_cast<int>(std::strlen(value));
   }
