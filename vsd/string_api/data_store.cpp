@@ -53,7 +53,7 @@ std::string_view read_row(const SourceAccess& access, std::string_view key, int&
 class RowTransaction {
  public:
   explicit RowTransaction(DB* table) noexcept {
-    DB_ENV* const environment = table->get_env(table);
+    DB_ENV* const environment = table->dbenv;
     if (environment != nullptr && table->get_transactional(table) != 0) {
       error_ = environment->txn_begin(environment, nullptr, &handle_, 0);
     }
