@@ -120,6 +120,7 @@ constexpr Keyword kKeywords[] = {
      }},
     {"MAX_CONNECTIONS",
      [](std::string_view v, Config& c) {
+       c.has_max_connections = true;
        return set_number(v, 1L, 1000000L, c.limits.max_connections);
      }},
     {"IDLE_TIMEOUT",

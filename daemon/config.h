@@ -18,7 +18,7 @@ namespace vsd {
 struct HttpLimits {
   std::size_t max_header_bytes = 32 * 1024;       // MAX_HEADER_SIZE
   std::size_t max_body_bytes = 16 * 1024 * 1024;  // MAX_BODY_SIZE
-  std::size_t max_connections = 10000;            // MAX_CONNECTIONS, per worker
+  std::size_t max_connections = 60000;            // MAX_CONNECTIONS, per worker
   std::chrono::seconds idle_timeout{60};          // IDLE_TIMEOUT: between requests
   std::chrono::seconds request_timeout{30};       // REQUEST_TIMEOUT: first to last byte
 };
@@ -54,6 +54,7 @@ struct Config {
   std::vector<ListenAddress> listen;  // LISTEN [IP:]port[:external port], one a line
   int workers = cores();              // WORKERS
   HttpLimits limits;
+  bool has_max_connections = false;  // the operator wants that many
   KeepAlive keep_alive;
   bool free_service_ports = false;          // SERVICE_PORTS: FREE instead of those declared
   std::string compiler = "cc";              // CC

@@ -26,9 +26,6 @@
 namespace vsd {
 namespace {
 
-// Descriptors that a worker needs beside its connections.
-constexpr std::size_t kOtherDescriptors = 64;
-
 std::vector<PortPtr> open_ports(Ports& ports, Config& config) {
   std::vector<PortPtr> opened;
   for (ListenAddress& address : config.listen) {
@@ -54,7 +51,7 @@ std::unique_ptr<PidFile> open_pid_file(const Config& config) {
 
 void check_descriptor_limit(const Config& config) {
   const std::size_t limit = raise_descriptor_limit();
-  if (limit < config.limits.max_connections + kOtherDescriptors) {
+  if (config.has_max_connections && config.limits.max_connections > most_connections()) {
     std::fprintf(stderr,
                  "vsd: warning: the limit of %zu open descriptors is too low for MAX_CONNECTIONS "
                  "%zu\n",

@@ -4,6 +4,7 @@
 #include <wz/wzlb_faker.h>
 #include <wz/wzlb_sock.h>
 
+#include <algorithm>
 #include <array>
 #include <cstdio>
 #include <cstdlib>
@@ -17,6 +18,7 @@
 #include "daemon/host_ops/host_ops.h"
 #include "daemon/http/server.h"
 #include "daemon/process/script_guard.h"
+#include "daemon/process/service_manager.h"
 #include "daemon/service/request_runner.h"
 #include "daemon/settings.h"
 
@@ -145,7 +147,9 @@ int ServiceGeneration::serve(WorkerSeat seat) const {
   set_host_port(own_address.port);
   runner.set_own_origin(own_origin(own_address));
   CurlForwarder forwarder;
-  http::Server server(config_.limits, *handler, endpoints_of(own));
+  HttpLimits limits = config_.limits;
+  limits.max_connections = std::min(limits.max_connections, most_connections());
+  http::Server server(limits, *handler, endpoints_of(own));
   server.forward_with(forwarder);
   std::optional<TrafficRecorder> recorder;
   if (telemetry_ != nullptr) {

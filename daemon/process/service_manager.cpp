@@ -39,4 +39,12 @@ std::size_t raise_descriptor_limit() noexcept {
   return setrlimit(RLIMIT_NOFILE, &raised) == 0 ? raised.rlim_cur : limit.rlim_cur;
 }
 
+std::size_t most_connections() noexcept {
+  constexpr std::size_t kOtherDescriptors = 64;
+  rlimit limit{};
+  const bool is_known = getrlimit(RLIMIT_NOFILE, &limit) == 0;
+  return is_known && limit.rlim_cur > 2 * kOtherDescriptors ? limit.rlim_cur - kOtherDescriptors
+                                                            : kOtherDescriptors;
+}
+
 }  // namespace vsd
