@@ -69,7 +69,8 @@ int Base64Encode(unsigned char* buffer, size_t length, char** b64text) {
 
 size_t calcDecodeLength(char* b64input) {
   const std::string_view text = b64input;
-  return text.size() < 4 ? 0 : text.size() * 3 / 4 - wz::padding_of(text);
+  const std::size_t whole = text.size() * 3 / 4;
+  return whole - std::min(whole, wz::padding_of(text));  // "=" alone is padding of nothing
 }
 
 int Base64Decode(char* b64message, unsigned char** buffer, int* length) {
