@@ -12,15 +12,15 @@
 
 #include "libwzcore/internal/trace.h"
 
+__thread char g_wzlb_err_buf[WZLB_ERROR_TEXT_SIZE];
+
 namespace {
 
 constexpr std::size_t kStrerrorSize = 256;
-constexpr std::size_t kMaxErrorText = 256;
 constexpr std::size_t kExitTextSize = 2048;
 constexpr char kExitClosing[] = ".\nExiting...";
 
 thread_local char strerror_text[kStrerrorSize];
-thread_local char g_wzlb_err_buf[kMaxErrorText + 1];
 
 // strerror_r comes in two shapes: the XSI one fills the buffer and returns a code, the GNU one
 // (what g++ selects) returns the text, which may lie elsewhere.
@@ -61,7 +61,10 @@ char* wzlb_strerror(int num) {
 }
 
 void wzlb_set_error(char* error) {
-  std::snprintf(g_wzlb_err_buf, sizeof g_wzlb_err_buf, "%s", error != nullptr ? error : "");
+  const char* const text = error != nullptr ? error : "";
+  const std::size_t length = strnlen(text, sizeof g_wzlb_err_buf - 1);
+  std::memmove(g_wzlb_err_buf, text, length);  // `error` may be the text that is kept already
+  g_wzlb_err_buf[length] = '\0';
 }
 
 char* wzlb_get_error(void) {

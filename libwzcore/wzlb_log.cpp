@@ -45,21 +45,6 @@ class ErrnoKeeper {
   int saved_ = errno;
 };
 
-const char* log_level_to_str(int level) {
-  switch (level) {
-    case WZLB_LEVEL_1:
-      return "Critical";
-    case WZLB_LEVEL_2:
-      return "Major";
-    case WZLB_LEVEL_3:
-      return "Minor";
-    case WZLB_LEVEL_4:
-      return "Warning";
-    default:
-      return "Unknown Log Level";
-  }
-}
-
 void copy_path(char (&path)[kPathSize], const char* name) {
   if (name != nullptr) {
     std::snprintf(path, sizeof path, "%s", name);
@@ -97,6 +82,21 @@ void open_debug_stream() {
 }
 
 }  // namespace
+
+char* log_level_to_str(int log_level) {
+  switch (log_level) {
+    case WZLB_LEVEL_1:
+      return wz::mutable_text("Critical");
+    case WZLB_LEVEL_2:
+      return wz::mutable_text("Major");
+    case WZLB_LEVEL_3:
+      return wz::mutable_text("Minor");
+    case WZLB_LEVEL_4:
+      return wz::mutable_text("Warning");
+    default:
+      return wz::mutable_text("Unknown Log Level");
+  }
+}
 
 char* get_cur_date_time(void) {
   // The conversion is repeated only when the second or the time zone changes.

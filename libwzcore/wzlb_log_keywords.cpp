@@ -13,29 +13,20 @@
 
 constinit int lib_backtrace_size = 0;
 
+const char* const lib_module_mask_name[WZLB_MODULE_KEYWORDS] = {
+    "ALL", "SEARCH", "HESSIAN", "HASH", "AUTH", "API", "MISC", "MEMORY", "TOPO",
+};
+const unsigned long long lib_module_mask_bit[WZLB_MODULE_KEYWORDS] = {
+    ~0ULL,           WZLB_MODULE_SEARCH, WZLB_MODULE_HESSIAN, WZLB_MODULE_HASH, WZLB_MODULE_AUTH,
+    WZLB_MODULE_API, WZLB_MODULE_MISC,   WZLB_MODULE_MEMORY,  WZLB_MODULE_TOPO,
+};
+
 namespace {
 
 constexpr std::size_t kFieldSize = 1024;
 constexpr int kMaxMaskFields = 100;
 constexpr int kMaxBacktraceSize = 1024;
 constexpr int kDefaultBacktraceSize = 100;
-
-struct ModuleKeyword {
-  const char* name;
-  unsigned long long bit;
-};
-
-constexpr std::array<ModuleKeyword, 9> kModuleKeywords{{
-    {"ALL", ~0ULL},
-    {"SEARCH", WZLB_MODULE_SEARCH},
-    {"HESSIAN", WZLB_MODULE_HESSIAN},
-    {"HASH", WZLB_MODULE_HASH},
-    {"AUTH", WZLB_MODULE_AUTH},
-    {"API", WZLB_MODULE_API},
-    {"MISC", WZLB_MODULE_MISC},
-    {"MEMORY", WZLB_MODULE_MEMORY},
-    {"TOPO", WZLB_MODULE_TOPO},
-}};
 
 // Keyword values 1 to 4 stand for the masks of that many levels; any other number is a mask itself.
 int level_mask(int value) {
@@ -53,14 +44,19 @@ int level_mask(int value) {
   }
 }
 
+// A null line counts as empty.
+const char* line_of(const char* buf) {
+  return buf != nullptr ? buf : "";
+}
+
 bool is_letter(char c) {
   return (c >= 'a' && c <= 'z') || (c >= 'A' && c <= 'Z');
 }
 
-const ModuleKeyword* find_module(const char* name) {
-  for (const ModuleKeyword& keyword : kModuleKeywords) {
-    if (strcasecmp(keyword.name, name) == 0) {
-      return &keyword;
+const unsigned long long* find_module(const char* name) {
+  for (std::size_t i = 0; i < WZLB_MODULE_KEYWORDS; ++i) {
+    if (strcasecmp(lib_module_mask_name[i], name) == 0) {
+      return &lib_module_mask_bit[i];
     }
   }
   return nullptr;
@@ -78,11 +74,11 @@ unsigned long long mask_number(const char* field) {
 bool apply_mask_field(const char* field, bool negate, unsigned long long& mask) {
   unsigned long long value = 0;
   if (is_letter(field[0])) {
-    const ModuleKeyword* module = find_module(field);
-    if (module == nullptr) {
+    const unsigned long long* bit = find_module(field);
+    if (bit == nullptr) {
       return false;
     }
-    value = module->bit;
+    value = *bit;
   } else {
     value = mask_number(field);
   }
@@ -100,7 +96,7 @@ int set_wzlb_debug(char* buf) {
   char keyword[kFieldSize] = "";
   char value[kFieldSize] = "";
   char rest[kFieldSize] = "";
-  if (std::sscanf(buf, "%1023s %1023s %1023s", keyword, value, rest) < 2) {
+  if (std::sscanf(line_of(buf), "%1023s %1023s %1023s", keyword, value, rest) < 2) {
     // Goes on: a missing value is an empty one, which reads as 0.
     std::fprintf(stderr,
                  "Invalid argument to keyword %s, should be atleast two (LIB_DEBUG <level>)\n",
@@ -117,7 +113,7 @@ int set_wzlb_debug(char* buf) {
 }
 
 int set_wzlb_modulemask(char* buf, char* err_msg) {
-  std::string line(buf);
+  std::string line(line_of(buf));
   if (!line.empty() && line.back() == '\n') {
     line.pop_back();
   }
@@ -146,7 +142,7 @@ int kw_set_lib_do_exit(char* buf) {
   WZLB_TRACE(WZLB_LEVEL_1, WZLB_MODULE_MISC, "METHOD called");
   char keyword[kFieldSize] = "";
   char number[kFieldSize] = "";
-  std::sscanf(buf, "%1023s %1023s", keyword, number);
+  std::sscanf(line_of(buf), "%1023s %1023s", keyword, number);
   char* end = number;
   const long size = std::strtol(number, &end, 10);
   WZLB_TRACE(WZLB_LEVEL_1, WZLB_MODULE_MISC, "Keyword=[%s], size =[%d]", keyword,

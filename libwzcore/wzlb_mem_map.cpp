@@ -24,27 +24,28 @@
 #define MAP_TRACE(level, format, ...) \
   WZLB_TRACE((level), WZLB_MODULE_MEMORY, format __VA_OPT__(, ) __VA_ARGS__)
 
+__thread ZelMemoryMap* zel_mem_map = nullptr;
+__thread int mem_map_entry_max = 0;
+__thread int mem_map_max_norm_id = 0;
+__thread NormObjKey mem_map_norm_tbl{};
+
 namespace {
 
-int& entry_max() {
-  return wz::allocating_thread.mem_map_entry_max;
+bool& map_records() {
+  return wz::allocating_thread.map_records;
 }
 
 constexpr char kLabel[] = "ZelMemoryMap";
 
-constinit thread_local ZelMemoryMap* zel_mem_map = nullptr;
-constinit thread_local int mem_map_max_norm_id = 0;
-constinit thread_local NormObjKey mem_map_norm_tbl{};
-
 class TrackingOff {
  public:
-  TrackingOff() : entries_(std::exchange(entry_max(), 0)) {}
-  ~TrackingOff() { entry_max() = entries_; }
+  TrackingOff() : before_(std::exchange(map_records(), false)) {}
+  ~TrackingOff() { map_records() = before_; }
   TrackingOff(const TrackingOff&) = delete;
   TrackingOff& operator=(const TrackingOff&) = delete;
 
  private:
-  int entries_;
+  bool before_;
 };
 
 // An address as "%p" prints it.
@@ -107,7 +108,7 @@ struct FileCloser {
 void write_entries(FILE* file) {
   std::fputs("AbsoluteTimeStamp|Address|Size|FileName|LineNo|FunctionName|Message!!\n", file);
   // Deliberate: strictly below the highest id, which is the dumping caller's own newest block.
-  const int end = std::min(mem_map_max_norm_id, entry_max());
+  const int end = std::min(mem_map_max_norm_id, mem_map_entry_max);
   for (int id = 0; id < end; ++id) {
     const ZelMemoryMap& entry = zel_mem_map[id];
     if (entry.size != 0) {
@@ -130,7 +131,8 @@ int wzlb_mem_map_init(void) {
   constexpr std::size_t kSize = WZLB_MEM_MAP_FIRST_ENTRIES * sizeof(ZelMemoryMap);
   zel_mem_map = static_cast<ZelMemoryMap*>(WZLB_MALLOC(kSize, kLabel));
   std::memset(zel_mem_map, 0, kSize);
-  entry_max() = WZLB_MEM_MAP_FIRST_ENTRIES;
+  mem_map_entry_max = WZLB_MEM_MAP_FIRST_ENTRIES;
+  map_records() = true;
   return 0;
 }
 
@@ -138,21 +140,22 @@ void wzlb_mem_map_create_entry(int norm_id) {
   if (zel_mem_map == nullptr || norm_id < 0) {
     return;
   }
-  if (norm_id >= entry_max()) {
-    const int size = entry_max() + WZLB_MEM_MAP_GROWTH_STEP;
+  if (norm_id >= mem_map_entry_max) {
+    const int size = mem_map_entry_max + WZLB_MEM_MAP_GROWTH_STEP;
     {
       const TrackingOff off;
       zel_mem_map = static_cast<ZelMemoryMap*>(WZLB_REALLOC(
           zel_mem_map, static_cast<std::size_t>(size) * sizeof(ZelMemoryMap), kLabel, -1));
     }
-    std::memset(zel_mem_map + entry_max(), 0, WZLB_MEM_MAP_GROWTH_STEP * sizeof(ZelMemoryMap));
-    entry_max() = size;
+    std::memset(zel_mem_map + mem_map_entry_max, 0,
+                WZLB_MEM_MAP_GROWTH_STEP * sizeof(ZelMemoryMap));
+    mem_map_entry_max = size;
   }
   mem_map_max_norm_id = std::max(mem_map_max_norm_id, norm_id);
 }
 
 int wzlb_mem_map_add(void* address, size_t size, char* msg, char* file, int line, char* func) {
-  if (entry_max() == 0) {
+  if (!map_records()) {
     MAP_TRACE(wz::kMemMapTraceLevel, "Memory map is not initialized");
     return -1;
   }
@@ -171,7 +174,7 @@ int wzlb_mem_map_add(void* address, size_t size, char* msg, char* file, int line
   if (flag_new != 0) {
     wzlb_mem_map_create_entry(id);
   }
-  if (id < 0 || id >= entry_max()) {
+  if (id < 0 || id >= mem_map_entry_max) {
     return -1;
   }
   ZelMemoryMap& entry = zel_mem_map[id];
@@ -193,7 +196,7 @@ int wzlb_mem_map_add(void* address, size_t size, char* msg, char* file, int line
 }
 
 int wzlb_mem_map_remove(void* address) {
-  if (entry_max() == 0) {
+  if (!map_records()) {
     MAP_TRACE(wz::kMemMapTraceLevel, "Memory map is not initialized");
     return -1;
   }
@@ -207,7 +210,7 @@ int wzlb_mem_map_remove(void* address) {
     const TrackingOff off;
     wzlb_delete_norm_id_ex(&mem_map_norm_tbl, key.text(), key.length(), &id);
   }
-  if (id < 0 || id >= entry_max()) {
+  if (id < 0 || id >= mem_map_entry_max) {
     MAP_TRACE(wz::kMemMapTraceLevel, "Memory %p is not found in map", address);
     return -1;
   }
@@ -221,7 +224,7 @@ int wzlb_mem_map_dump(char* fname) {
     MAP_TRACE(WZLB_LEVEL_1, "Memory dump file is NULL");
     return -1;
   }
-  if (entry_max() == 0) {
+  if (mem_map_entry_max == 0) {
     MAP_TRACE(wz::kMemMapTraceLevel, "Memory map is not initialized");
     return -1;
   }
@@ -239,7 +242,8 @@ int wzlb_mem_map_free(void) {
     MAP_TRACE(WZLB_LEVEL_1, "Memory Map not intialized");
     return -1;
   }
-  entry_max() = 0;
+  map_records() = false;
+  mem_map_entry_max = 0;
   mem_map_max_norm_id = 0;
   wzlb_obj_hash_destroy(&mem_map_norm_tbl);
   WZLB_FREE(std::exchange(zel_mem_map, nullptr), kLabel, -1);

@@ -12,35 +12,20 @@
 #include "libwzcore/internal/soft_alloc.h"
 #include "libwzcore/internal/trace.h"
 
+constinit WzUniformGenerator* gRandTable = nullptr;
+constinit int gCurRandTblIdx = 0;
+constinit int wz_max_rand_process = 0;
+constinit WzExponentialGenerator* gPoiTable = nullptr;
+constinit int gCurPoiTblIdx = 0;
+constinit int wz_max_poi_process = 0;
+
 namespace wz {
 namespace {
 
 constexpr int kGrowth = 16;  // rows, when there is no host
 
-struct UniformRow {
-  gsl_rng* r;
-  unsigned int max;
-};
-
-struct ExponentialRow {
-  gsl_rng* r;
-  double mu;
-  unsigned int cur_sample;  // place in a batch of samples drawn in advance; none is drawn, so 0
-  unsigned int* arr;        // the batch; never allocated
-};
-
 // The host is told these sizes.
-static_assert(sizeof(UniformRow) == 16 && sizeof(ExponentialRow) == 32);
-
-template <typename Row>
-struct Table {
-  Row* rows = nullptr;
-  int count = 0;
-  int capacity = 0;
-};
-
-Table<UniformRow> uniforms;          // NOLINT(cppcoreguidelines-avoid-non-const-global-variables)
-Table<ExponentialRow> exponentials;  // NOLINT(cppcoreguidelines-avoid-non-const-global-variables)
+static_assert(sizeof(WzUniformGenerator) == 16 && sizeof(WzExponentialGenerator) == 32);
 
 int reserve_on_heap(int* row, int* count, int* capacity, char** rows, int row_size) {
   if (*count == *capacity) {
@@ -57,19 +42,19 @@ int reserve_on_heap(int* row, int* count, int* capacity, char** rows, int row_si
 }
 
 template <typename Row>
-int reserve(Table<Row>& table, const char* name, const char* failure) {
+int reserve(Row*& table, int& count, int& capacity, const char* name, const char* failure) {
   int row = 0;
-  char* rows = reinterpret_cast<char*>(table.rows);
+  char* rows = reinterpret_cast<char*>(table);
   constexpr int kRowSize = sizeof(Row);
-  const int result = &create_table_entry != nullptr
-                         ? create_table_entry(&row, &table.count, &table.capacity, &rows, kRowSize,
-                                              mutable_text(name))
-                         : reserve_on_heap(&row, &table.count, &table.capacity, &rows, kRowSize);
+  const int result =
+      &create_table_entry != nullptr
+          ? create_table_entry(&row, &count, &capacity, &rows, kRowSize, mutable_text(name))
+          : reserve_on_heap(&row, &count, &capacity, &rows, kRowSize);
   if (result < 0) {
     std::fputs(failure, stderr);
     std::exit(1);
   }
-  table.rows = reinterpret_cast<Row*>(rows);
+  table = reinterpret_cast<Row*>(rows);
   return row;
 }
 
@@ -80,8 +65,8 @@ gsl_rng* seeded_generator(unsigned long seed) {
 }
 
 // GSL ends the process for an empty range.
-unsigned long uniform(const UniformRow& row, unsigned long max) {
-  return max > 0 ? gsl_rng_uniform_int(row.r, max) : 0;
+unsigned long uniform(const WzUniformGenerator& row, unsigned long max) {
+  return max > 0 ? gsl_rng_uniform_int(static_cast<gsl_rng*>(row.r), max) : 0;
 }
 
 int rounded_to_ten(double sample) {
@@ -95,26 +80,25 @@ int rounded_to_ten(double sample) {
 int wz_rand_init(unsigned long seed, unsigned long max) {
   WZLB_TRACE(WZLB_LEVEL_3, WZLB_MODULE_PARAMETER, "Method called. seed = %lu, max = %lu", seed,
              max);
-  const int row =
-      wz::reserve(wz::uniforms, "wz_rand_init", "wz_rand_init: Out of memory. Exiting..\n");
-  wz::uniforms.rows[row] = {wz::seeded_generator(seed), static_cast<unsigned int>(max)};
+  const int row = wz::reserve(gRandTable, gCurRandTblIdx, wz_max_rand_process, "wz_rand_init",
+                              "wz_rand_init: Out of memory. Exiting..\n");
+  gRandTable[row] = {wz::seeded_generator(seed), static_cast<unsigned int>(max)};
   return row;
 }
 
 unsigned long wz_get_random(int rand_idx) {
-  const wz::UniformRow& row = wz::uniforms.rows[rand_idx];
-  return wz::uniform(row, row.max);
+  return wz::uniform(gRandTable[rand_idx], gRandTable[rand_idx].max);
 }
 
 unsigned long wz_get_random_max(int rand_idx, int max) {
-  return wz::uniform(wz::uniforms.rows[rand_idx], max > 0 ? static_cast<unsigned long>(max) : 0);
+  return wz::uniform(gRandTable[rand_idx], max > 0 ? static_cast<unsigned long>(max) : 0);
 }
 
 int wz_poi_init(double mu, unsigned long seed) {
   WZLB_TRACE(WZLB_LEVEL_3, WZLB_MODULE_PARAMETER, "Method called. mu = %f, seed = %lu", mu, seed);
-  const int row =
-      wz::reserve(wz::exponentials, "wz_poi_init", "wz_poi_init: Out of memory Exiting..\n");
-  wz::exponentials.rows[row] = {wz::seeded_generator(seed), mu, 0, nullptr};
+  const int row = wz::reserve(gPoiTable, gCurPoiTblIdx, wz_max_poi_process, "wz_poi_init",
+                              "wz_poi_init: Out of memory Exiting..\n");
+  gPoiTable[row] = {wz::seeded_generator(seed), mu, 0, nullptr};
   return row;
 }
 
@@ -123,24 +107,24 @@ int wz_exp_init(double mu, unsigned long seed) {
 }
 
 void wz_poi_reinit(unsigned int poi_idx, double mu) {
-  if (poi_idx >= static_cast<unsigned int>(wz::exponentials.count)) {
+  if (poi_idx >= static_cast<unsigned int>(gCurPoiTblIdx)) {
     std::fprintf(stderr, "wz_poi_reinit: idx %d has not been earlier initialized Exiting..\n",
                  static_cast<int>(poi_idx));
     std::exit(-1);
   }
-  wz::exponentials.rows[poi_idx].mu = mu;
-  wz::exponentials.rows[poi_idx].cur_sample = 0;
+  gPoiTable[poi_idx].mu = mu;
+  gPoiTable[poi_idx].cur_sample = 0;
 }
 
 int wz_poi_sample(unsigned int pidx) {
   // In every build, and for rows that are reserved but hold no generator too.
-  if (pidx >= static_cast<unsigned int>(wz::exponentials.count)) {
+  if (pidx >= static_cast<unsigned int>(gCurPoiTblIdx)) {
     std::fprintf(stderr, "%s:%d: %s: Assertion `pidx < wz_max_poi_process' failed.\n",
                  __FILE_NAME__, __LINE__, __func__);
     std::abort();
   }
-  const wz::ExponentialRow& row = wz::exponentials.rows[pidx];
-  return wz::rounded_to_ten(gsl_ran_exponential(row.r, row.mu));
+  const WzExponentialGenerator& row = gPoiTable[pidx];
+  return wz::rounded_to_ten(gsl_ran_exponential(static_cast<gsl_rng*>(row.r), row.mu));
 }
 
 int wz_exp_sample(unsigned int pidx) {

@@ -17,6 +17,11 @@
 
 constinit int g_time_stamp_mode = 0;
 constinit int is_time_stamp_initialised = 0;
+constinit double wz_timer_factor = 1.0;
+constinit time_t base_timestamp = 0;
+constinit int cpu_freq = 0;
+constinit u_wz_ts_t base_tsc_stamp = 0;
+constinit time_t timezone_offset = -1;
 
 namespace {
 
@@ -27,17 +32,11 @@ constexpr char kJiffiesAddressCommand[] = "cat /proc/driver/zelmodem/jiffies";
 constexpr char kCpuFrequencyCommand[] =
     "cat /proc/cpuinfo | grep \"cpu MHz\" | cut -d\":\" -f2 | head -1";
 
-constinit double wz_timer_factor = 1.0;
 constinit const volatile unsigned long* jiffies = nullptr;
 constinit unsigned long first_jiffie = 0;
 thread_local unsigned long prev_jiffie = 0;
-constinit time_t base_timestamp = 0;
-constinit int cpu_freq = 0;  // kHz
-constinit u_wz_ts_t base_tsc_stamp = 0;
 constinit std::atomic<u_wz_ts_t> last_tsc_stamp{0};
 constinit time_t init_time = 0;  // wall clock of the last initialisation, for a debugger
-// -1: never computed. wzlb_set_timezone_offset leaves that value alone, see there.
-constinit time_t timezone_offset = -1;
 
 struct timeval wall_clock() {
   struct timeval now {};
@@ -193,7 +192,7 @@ u_wz_ts_t get_ms_stamp_rdtsc(void) {
 
 void kw_set_time_stamp_mode(char* buf) {
   char value[64] = "";
-  std::sscanf(buf, "%*s %63s", value);
+  std::sscanf(buf != nullptr ? buf : "", "%*s %63s", value);
   const long mode = std::strtol(value, nullptr, 10);
   if (mode < kJiffies || mode > kWallClock) {
     std::fputs("Invalid mode for TIME_STAMP.\n", stderr);

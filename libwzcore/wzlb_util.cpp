@@ -110,9 +110,10 @@ char* wzlb_strlower(char* src) {
 
 char* wzlb_strrev(char* dest, char* src, int amount_to_save) {
   const auto amount = static_cast<std::size_t>(std::max(amount_to_save, 0));
-  std::strncpy(dest, src, amount);
-  dest[amount] = '\0';
-  std::reverse(dest, dest + std::strlen(dest));
+  const std::size_t length = strnlen(src, amount);
+  std::memmove(dest, src, length);
+  std::memset(dest + length, 0, amount - length + 1);
+  std::reverse(dest, dest + length);
   return dest;
 }
 

@@ -44,6 +44,10 @@ WZ_API extern int lib_backtrace_size;
 /** A stdio stream on the debug log for callers that want one, or null; the caller who set it owns
  * it. */
 WZ_API extern FILE *wzlb_log_fp;
+/** Names that a line of the module mask may have, and the bits of each. */
+#define WZLB_MODULE_KEYWORDS 9
+WZ_API extern const char *const lib_module_mask_name[WZLB_MODULE_KEYWORDS];
+WZ_API extern const unsigned long long lib_module_mask_bit[WZLB_MODULE_KEYWORDS];
 
 /**
  * Writes the debug line "\n<time>|<file>|<line>|<function>|<message>" when both masks let it pass,
@@ -56,6 +60,9 @@ WZ_API extern FILE *wzlb_log_fp;
  */
 WZ_API void wzlb_debug_log_ex(int tmp_log_level, unsigned long long mask, char *file, int line,
                               char *fname, char *format, ...) WZ_PRINTF(6, 7);
+
+/** The word of a severity in error lines; "Unknown Log Level" for a number that is none. Static. */
+WZ_API char *log_level_to_str(int log_level);
 
 /**
  * Writes the error line
@@ -147,9 +154,13 @@ WZ_API int kw_set_lib_do_exit(char *buf);
 
 /** Text of the system error `num` in a buffer of the calling thread, valid until its next call. */
 WZ_API char *wzlb_strerror(int num);
-/** Keeps the first 256 bytes of `error` as the calling thread's last error text. */
+/** Bytes of a kept error text, its NUL included. */
+#define WZLB_ERROR_TEXT_SIZE 257
+/** The calling thread's last error text, at first empty. */
+WZ_API extern __thread char g_wzlb_err_buf[WZLB_ERROR_TEXT_SIZE];
+/** Keeps the first 256 bytes of `error` in it; null empties it. */
 WZ_API void wzlb_set_error(char *error);
-/** The calling thread's last error text; valid until its next wzlb_set_error. */
+/** `g_wzlb_err_buf`. */
 WZ_API char *wzlb_get_error(void);
 
 /** Local time as MM/DD/YY HH:MM:SS, the time stamp of log lines, in a buffer of the calling thread,

@@ -9,6 +9,7 @@
 #define WZLB_MEM_MAP_H
 
 #include <wz/wz_base.h>
+#include <wz/wzlb_get_norm_obj_id.h>
 
 WZ_BEGIN_DECLS
 
@@ -23,6 +24,16 @@ typedef struct ZelMemoryMap {
   char message[256];  /**< "<file>|<line>|<function>|<label>", cut */
   char timestamp[32]; /**< when it was recorded, see wzlb_get_cur_date_time */
 } ZelMemoryMap;
+
+/* The calling thread's map, for a look at it; it changes with every block. */
+/** The entries; null while there is no map. */
+WZ_API extern __thread ZelMemoryMap *zel_mem_map;
+/** How many there are; 0 while there is no map. */
+WZ_API extern __thread int mem_map_entry_max;
+/** Highest entry in use. */
+WZ_API extern __thread int mem_map_max_norm_id;
+/** Text of an address, as "%p" prints it, to the number of its entry. */
+WZ_API extern __thread NormObjKey mem_map_norm_tbl;
 
 /** Gives the calling thread a map. 0; -1 when it has one already. */
 WZ_API int wzlb_mem_map_init(void);

@@ -34,6 +34,28 @@ WZ_BEGIN_DECLS
 WZLB_POI_HOST_SYMBOL int create_table_entry(int *row_num, int *total, int *max, char **table,
                                             int size, char *name);
 
+/** A row of the table of uniform generators. */
+typedef struct WzUniformGenerator {
+  void *r;          /**< GSL's generator, a gsl_rng */
+  unsigned int max; /**< one more than the highest number of wz_get_random */
+} WzUniformGenerator;
+
+/** A row of the table of exponential generators. */
+typedef struct WzExponentialGenerator {
+  void *r;                 /**< GSL's generator, a gsl_rng */
+  double mu;               /**< mean of the samples */
+  unsigned int cur_sample; /**< place in a batch drawn in advance; none is drawn, so 0 */
+  unsigned int *arr;       /**< the batch: null */
+} WzExponentialGenerator;
+
+/** The tables, each with its rows in use and the rows that there is room for. */
+WZ_API extern WzUniformGenerator *gRandTable;
+WZ_API extern int gCurRandTblIdx;
+WZ_API extern int wz_max_rand_process;
+WZ_API extern WzExponentialGenerator *gPoiTable;
+WZ_API extern int gCurPoiTblIdx;
+WZ_API extern int wz_max_poi_process;
+
 /**
  * Creates a uniform generator.
  *

@@ -20,6 +20,15 @@ typedef unsigned long long u_wz_ts_t;
 WZ_API extern int g_time_stamp_mode;
 /** 1 once init_ms_stamp has run. */
 WZ_API extern int is_time_stamp_initialised;
+/** Divisor of every stamp of get_ms_stamp, at first 1.0. */
+WZ_API extern double wz_timer_factor;
+/** Wall clock of init_ms_stamp in seconds, from which stamps of gettimeofday count. */
+WZ_API extern time_t base_timestamp;
+/** The processor's clock in kHz, and the counter from which its stamps count: see set_cpu_freq. */
+WZ_API extern int cpu_freq;
+WZ_API extern u_wz_ts_t base_tsc_stamp;
+/** Seconds that wzlb_get_cur_date_time adds to UTC; at first -1, which means never computed. */
+WZ_API extern time_t timezone_offset;
 
 /** Prepares the source that `g_time_stamp_mode` names. Ends the process with status -1 only when
  * gettimeofday fails. */

@@ -77,7 +77,8 @@ WZ_API char *wzlb_strlower(char *src);
 /**
  * Copies at most `amount_to_save` bytes of `src` into `dest` and reverses the copy, byte by byte.
  *
- * @param dest            Room for `amount_to_save` + 1 bytes; must not overlap `src`.
+ * @param dest            Room for `amount_to_save` + 1 bytes, all of them written; may be `src`
+ * itself.
  * @param amount_to_save  Bytes; a negative amount counts as 0.
  * @return                `dest`.
  */

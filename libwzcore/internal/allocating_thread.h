@@ -10,9 +10,9 @@
 namespace wz {
 
 struct AllocatingThread {
-  // Entries of the thread's map; 0 while there is none, and while the map itself allocates: that
-  // keeps it from recording its own blocks, and so from calling itself without end.
-  int mem_map_entry_max = 0;
+  // Whether the thread's map takes blocks. False while there is none, and while the map itself
+  // allocates: that keeps it from recording its own blocks, and so from calling itself without end.
+  bool map_records = false;
   std::size_t pad_length = 0;
   WzlbMemStats stats{};
   SpareBlocks spare;
@@ -33,7 +33,7 @@ inline constexpr int kMemMapTraceLevel = WZLB_LEVEL_4;
 
 // False when an offer to the map would neither record nor trace.
 inline bool mem_map_listens(const AllocatingThread& thread) noexcept {
-  return thread.mem_map_entry_max != 0 || tracing(kMemMapTraceLevel, WZLB_MODULE_MEMORY);
+  return thread.map_records || tracing(kMemMapTraceLevel, WZLB_MODULE_MEMORY);
 }
 
 }  // namespace wz

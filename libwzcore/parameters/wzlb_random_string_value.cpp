@@ -124,13 +124,11 @@ void wzlb_fill_fake_data(RandomStringTableEntry* var_ptr, char** random_val, int
     return;
   }
   const wz::FakerLibrary& faker = wz::faker_library();
-  const bool has_arguments = var_ptr->faker_class_args != WZ_BIGBUF_UNSET;
-  const char* value =
-      faker.get_by_id == nullptr
-          ? nullptr
-          : faker.get_by_id(
-                var_ptr->faker_class_id,
-                has_arguments ? std::bit_cast<const char*>(var_ptr->faker_class_args) : nullptr);
+  // Passed on as the row has them, all bits set for none: the id carries the arguments.
+  const char* value = faker.get_by_id == nullptr
+                          ? nullptr
+                          : faker.get_by_id(var_ptr->faker_class_id,
+                                            std::bit_cast<const char*>(var_ptr->faker_class_args));
   const std::size_t length = value != nullptr ? std::strlen(value) : 0;
   *random_val = static_cast<char*>(WZLB_MALLOC(length + 1, "random_val"));
   std::memcpy(*random_val, value != nullptr ? value : "", length + 1);

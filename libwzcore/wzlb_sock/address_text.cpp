@@ -90,16 +90,6 @@ char* text_of_end(NameReader read, int fd, bool give_port, AddressText& text) no
   return text_of_bytes(&address.any, length, give_port, text);
 }
 
-char* source_text(int fd, bool give_port) noexcept {
-  static thread_local AddressText text;
-  return text_of_end(getsockname, fd, give_port, text);
-}
-
-char* destination_text(int fd, bool give_port) noexcept {
-  static thread_local AddressText text;
-  return text_of_end(getpeername, fd, give_port, text);
-}
-
 constexpr std::array kTcpStates = {"UNKNOWN",    "ESTABLISHED", "SYN_SENT",  "SYN_RECV",
                                    "FIN_WAIT1",  "FIN_WAIT2",   "TIME_WAIT", "CLOSE",
                                    "CLOSE_WAIT", "LAST_ACK",    "LISTEN",    "CLOSING"};
@@ -162,19 +152,23 @@ char* wzlb_sock_ntop(const struct sockaddr* sa, socklen_t salen) {
 }
 
 char* wzlb_get_src_addr(int fd, int give_port) {
-  return source_text(fd, give_port != 0);
+  static thread_local AddressText text;
+  return text_of_end(getsockname, fd, give_port != 0, text);
 }
 
 char* wzlb_get_src_addr_ex(int fd, int give_port) {
-  return source_text(fd, give_port != 0);
+  static thread_local AddressText text;
+  return text_of_end(getsockname, fd, give_port != 0, text);
 }
 
 char* wzlb_get_dest_addr(int fd, int give_port) {
-  return destination_text(fd, give_port != 0);
+  static thread_local AddressText text;
+  return text_of_end(getpeername, fd, give_port != 0, text);
 }
 
 char* wzlb_get_dest_addr_ex(int fd, int give_port) {
-  return destination_text(fd, give_port != 0);
+  static thread_local AddressText text;
+  return text_of_end(getpeername, fd, give_port != 0, text);
 }
 
 char* wzlb_get_tcpinfo(int fd) {

@@ -4,6 +4,7 @@
 #include <regex>
 #include <string>
 #include <thread>
+#include <utility>
 
 #include "libwzcore/internal/trace.h"
 #include "tests/support/core_log.h"
@@ -101,8 +102,10 @@ TEST(MemMap, GrowsByTenEntriesWithoutRecordingItself) {
       }
     }
     wzlb_get_mem_stats(&before);
+    EXPECT_EQ(std::pair(mem_map_entry_max, mem_map_max_norm_id), std::pair(10240, 10239));
     EXPECT_EQ(add(0x9000), 0);
     wzlb_get_mem_stats(&after);
+    EXPECT_EQ(std::pair(mem_map_entry_max, mem_map_max_norm_id), std::pair(10250, 10240));
     EXPECT_EQ((after.cumulative_allocated - before.cumulative_allocated) / sizeof(ZelMemoryMap),
               10U);
     const std::string text = dump();

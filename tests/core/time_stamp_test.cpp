@@ -7,6 +7,7 @@
 #include <filesystem>
 #include <string>
 #include <tuple>
+#include <utility>
 
 #include "libwzcore/internal/clock_sources.h"
 #include "libwzcore/internal/trace.h"
@@ -112,6 +113,14 @@ TEST(Clock, FormattedDateIsUtcMinusOneSecond) {
   const std::string before = expected();
   EXPECT_EQ(wzlb_get_cur_date_time(text, 0), text);
   EXPECT_TRUE(text == before || text == expected()) << text;
+  EXPECT_EQ(timezone_offset, -1);
+  timezone_offset = 0;  // as if it had been computed
+  setenv("TZ", "<+0530>-5:30", 1);
+  tzset();
+  wzlb_set_timezone_offset();
+  unsetenv("TZ");
+  tzset();
+  EXPECT_EQ(std::exchange(timezone_offset, -1), 19800);
 }
 
 TEST(Clock, SignalMasks) {

@@ -109,6 +109,7 @@ TEST(Strings, TrimCaseAndReverse) {
   EXPECT_EQ(wzlb_strrev(reversed, mutable_text("abc"), 2), reversed);
   EXPECT_STREQ(reversed, "ba");
   EXPECT_STREQ(wzlb_strrev(reversed, mutable_text("abc"), 5), "cba");
+  EXPECT_STREQ(wzlb_strrev(reversed, reversed, 3), "abc") << "in place";
   EXPECT_STREQ(wzlb_strrev(reversed, mutable_text("abc"), -1), "");
 }
 
