@@ -183,8 +183,8 @@ WZ_API int wzlb_binary_base64encode(void *data_buf, size_t dataLength, char *res
  */
 WZ_API int Base64Encode(unsigned char *buffer, size_t length, char **b64text);
 
-/** Bytes that the padded, NUL-terminated base64 text decodes to: three quarters of its length, less
- * one for each of up to two `=` at its end, at least 0. */
+/** Bytes that the padded, NUL-terminated base64 text decodes to; 0 for less than four characters.
+ */
 WZ_API size_t calcDecodeLength(char *b64input);
 
 /**

@@ -69,8 +69,7 @@ int Base64Encode(unsigned char* buffer, size_t length, char** b64text) {
 
 size_t calcDecodeLength(char* b64input) {
   const std::string_view text = b64input;
-  const std::size_t whole = text.size() * 3 / 4;
-  return whole - std::min(whole, wz::padding_of(text));  // "=" alone is padding of nothing
+  return text.size() < 4 ? 0 : text.size() * 3 / 4 - wz::padding_of(text);
 }
 
 int Base64Decode(char* b64message, unsigned char** buffer, int* length) {
