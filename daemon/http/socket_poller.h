@@ -39,8 +39,8 @@ class SocketPoller {
   // `watcher` is not called any more, even if its socket was found ready already.
   void remove(int socket, const Watcher& watcher) noexcept;
 
-  // Waits until a socket is ready or `due` has passed, then calls the watchers of all that are
-  // ready.
+  // Waits until a socket is ready or `due` has passed, or somewhat less where that is long, then
+  // calls the watchers of all that are ready.
   void dispatch(std::chrono::steady_clock::time_point due);
 
  private:
