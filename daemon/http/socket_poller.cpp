@@ -22,9 +22,9 @@ epoll_event event_of(SocketPoller::Watcher* watcher, SocketPoller::Interest inte
   return event;
 }
 
-// The kernel may add a thousandth to a wait, and five times that to one of a nice process: an answer
-// due in eight seconds would leave eight milliseconds late. So the end of a long wait is waited for
-// by itself.
+// The kernel may add a thousandth to a wait, and five times that to one of a nice process: an
+// answer due in eight seconds would leave eight milliseconds late. So the end of a long wait is
+// waited for by itself.
 Clock::duration first_part(Clock::duration patience) noexcept {
   return patience > kLongWait ? patience - patience / 64 : patience;
 }
