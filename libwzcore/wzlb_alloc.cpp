@@ -140,7 +140,7 @@ void forget_in_map(const AllocatingThread& thread, void* block) {
   }
 }
 
-void close_spare_at_end(AllocatingThread& thread) {
+[[maybe_unused]] void close_spare_at_end(AllocatingThread& thread) {
   struct Closer {
     ~Closer() { wz::allocating_thread.spare.close(); }
   };
