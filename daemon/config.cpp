@@ -121,7 +121,9 @@ constexpr Keyword kKeywords[] = {
     {"MAX_CONNECTIONS",
      [](std::string_view v, Config& c) {
        c.has_max_connections = true;
-       return set_number(v, 1L, 1000000L, c.limits.max_connections);
+       std::string problem = set_number(v, 1L, 1000000L, c.limits.max_connections);
+       c.limits.max_datagrams = c.limits.max_connections;
+       return problem;
      }},
     {"IDLE_TIMEOUT",
      [](std::string_view v, Config& c) {

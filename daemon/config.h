@@ -19,6 +19,7 @@ struct HttpLimits {
   std::size_t max_header_bytes = 32 * 1024;       // MAX_HEADER_SIZE
   std::size_t max_body_bytes = 16 * 1024 * 1024;  // MAX_BODY_SIZE
   std::size_t max_connections = 60000;            // MAX_CONNECTIONS, per worker
+  std::size_t max_datagrams = max_connections;    // the same, of answers that wait
   std::chrono::seconds idle_timeout{60};          // IDLE_TIMEOUT: between requests
   std::chrono::seconds request_timeout{30};       // REQUEST_TIMEOUT: first to last byte
 };

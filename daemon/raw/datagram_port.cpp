@@ -106,7 +106,7 @@ void DatagramPort::send(std::string_view body, const Address& to) const noexcept
 }
 
 void DatagramPort::hold(const Address& to, TimePoint now) {
-  if (waiting_.size() >= context_.limits.max_connections) {
+  if (waiting_.size() >= context_.limits.max_datagrams) {
     return;  // memory stays bounded; the client sees a lost datagram
   }
   Waiting& answer = waiting_.emplace_back();
