@@ -1,7 +1,7 @@
 // Whether the daemon serves, and the list of its services.
 #include "daemon/admin/admin_view.h"
 #include "daemon/admin/json_writer.h"
-#include "daemon/admin/worker_counts.h"
+#include "daemon/admin/status_label.h"
 
 namespace vsd {
 namespace {
@@ -43,7 +43,7 @@ void append_health_page(const AdminView& view, std::string& out) {
   json.open('{').key("status").text(status.all_serving() ? "ready" : "not ready");
   json.key("workers").open('{');
   json.key("configured").number(status.workers());
-  json.key("serving").number(serving_workers(status));
+  json.key("serving").number(status.serving());
   json.key("restarts").number(daemon.restarts.load(std::memory_order_relaxed));
   json.close('}');
   json.key("generation").number(daemon.generation.load(std::memory_order_relaxed));

@@ -6,7 +6,7 @@
 #include <fstream>
 
 #include "daemon/admin/admin_view.h"
-#include "daemon/admin/worker_counts.h"
+#include "daemon/admin/status_label.h"
 
 namespace vsd {
 namespace {
@@ -169,7 +169,7 @@ void append_daemon(MetricsText& text, const WorkerStatus& status) {
   const DaemonStatus& daemon = status.daemon();
   text.single("ready", "gauge", "1 while every worker serves.", status.all_serving() ? 1 : 0);
   text.single("workers", "gauge", "Workers wanted.", status.workers());
-  text.single("workers_serving", "gauge", "Workers that serve.", serving_workers(status));
+  text.single("workers_serving", "gauge", "Workers that serve.", status.serving());
   text.single("worker_restarts_total", "counter", "Workers replaced because they failed.",
               daemon.restarts.load());
   text.single("reloads_total", "counter", "Reloads that took effect.", daemon.reloads.load());

@@ -8,7 +8,7 @@
 
 #include "daemon/admin/admin_view.h"
 #include "daemon/admin/json_writer.h"
-#include "daemon/admin/worker_counts.h"
+#include "daemon/admin/status_label.h"
 #include "daemon/service/connection_state.h"
 
 namespace vsd {

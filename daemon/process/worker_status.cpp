@@ -27,7 +27,7 @@ const char* to_string(Hook hook) noexcept {
 WorkerStatus::WorkerStatus(std::size_t workers)
     : workers_(workers), slots_(workers * kGenerations) {}
 
-bool WorkerStatus::all_serving() const {
+std::size_t WorkerStatus::serving() const {
   const auto current = daemon().generation.load(std::memory_order_acquire);
   std::vector<bool> served(workers_);
   for (const WorkerSlot& slot : slots_.all()) {
@@ -36,7 +36,7 @@ bool WorkerStatus::all_serving() const {
       served[number] = true;
     }
   }
-  return std::find(served.begin(), served.end(), false) == served.end();
+  return static_cast<std::size_t>(std::count(served.begin(), served.end(), true));
 }
 
 bool WorkerStatus::request_reload() const noexcept {

@@ -96,8 +96,10 @@ class WorkerStatus {
   [[nodiscard]] DaemonStatus& daemon() const noexcept { return daemon_[0]; }
   [[nodiscard]] const SharedArray<WorkerSlot>& slots() const noexcept { return slots_; }
 
-  // True while each of the worker numbers has a worker of the current generation that serves.
-  [[nodiscard]] bool all_serving() const;
+  // How many of the worker numbers have a worker of the current generation that serves: there may
+  // be two of a number while one is replaced.
+  [[nodiscard]] std::size_t serving() const;
+  [[nodiscard]] bool all_serving() const { return serving() == workers_; }
 
   // Asks the parent to load the services anew, as `vsd reload` does; returns at once. From any
   // process of the daemon. False when the parent cannot be told.
