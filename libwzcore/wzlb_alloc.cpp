@@ -279,7 +279,12 @@ void wzlb_tracked_free(void* pointer, const char* label, int index, const char* 
   AllocatingThread& thread = wz::this_allocating_thread();
   forget_in_map(thread, pointer);
   const std::size_t usable = malloc_usable_size(pointer);
-  const std::size_t counted = counted_size(pointer, guarded_size(pointer, usable));
+  const std::size_t size = guarded_size(pointer, usable);
+  if (size == 0 && thread.spare.holds(pointer, usable)) [[unlikely]] {
+    std::fputs("WZLB: a block was given back twice\n", stderr);
+    std::abort();  // as free() does
+  }
+  const std::size_t counted = counted_size(pointer, size);
   count_freed(thread.stats, counted);
   CALLER_TRACE(WZLB_LEVEL_2,
                "WZLB_FREE'ed (%s) Freed. ptr = $%p$ for index %d, allocated_size = %ld", label,

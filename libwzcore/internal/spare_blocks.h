@@ -4,8 +4,6 @@
 
 #include <array>
 #include <cstddef>
-#include <cstdint>
-#include <cstdio>
 #include <cstdlib>
 #include <new>
 
@@ -25,26 +23,35 @@ class SpareBlocks {
     Spare* const block = first_[kind];
     first_[kind] = block->next;
     room_ += size_of(kind);
-    block->mark = 0;
     return block;
   }
 
   // Keeps `block`, with `usable` bytes, where it is small and there is room. Where not, the caller
-  // still owns it. A block that is here already ends the process, as free() does.
+  // still owns it. The last byte of a block that is here is 0; what else it holds is not looked at:
+  // the caller may never have written it.
   bool keep(void* block, std::size_t usable) noexcept {
     if (usable < kSmallest || usable > size_of(kKinds - 1)) {
       return false;
     }
     const std::size_t kind = (usable - kSmallest) / kStep;
-    if (static_cast<const Spare*>(block)->mark == mark_of(block)) [[unlikely]] {
-      refuse_second_free(block, kind);
-    }
     if (room_ < size_of(kind)) {
       return false;
     }
-    first_[kind] = ::new (block) Spare{first_[kind], mark_of(block)};
+    static_cast<unsigned char*>(block)[usable - 1] = 0;
+    first_[kind] = ::new (block) Spare{first_[kind]};
     room_ -= size_of(kind);
     return true;
+  }
+
+  [[nodiscard]] bool holds(const void* block, std::size_t usable) const noexcept {
+    if (usable < kSmallest || usable > size_of(kKinds - 1)) {
+      return false;
+    }
+    const Spare* spare = first_[(usable - kSmallest) / kStep];
+    while (spare != nullptr && spare != block) {
+      spare = spare->next;
+    }
+    return spare != nullptr;
   }
 
   // Gives everything back to malloc, and keeps nothing from now on.
@@ -60,7 +67,6 @@ class SpareBlocks {
  private:
   struct Spare {
     Spare* next;
-    std::uintptr_t mark;  // no accident that the caller's bytes look like it
   };
 
   static constexpr std::size_t kSmallest = 24;  // the sizes in which malloc hands out blocks
@@ -69,19 +75,6 @@ class SpareBlocks {
   static constexpr std::size_t kMostBytes = 64 * 1024;
 
   static constexpr std::size_t size_of(std::size_t kind) { return kSmallest + kind * kStep; }
-  static std::uintptr_t mark_of(const void* block) {
-    return ~reinterpret_cast<std::uintptr_t>(block);
-  }
-
-  // The caller's own bytes may look like a mark: only a block that is really here counts.
-  void refuse_second_free(const void* block, std::size_t kind) const noexcept {
-    for (const Spare* spare = first_[kind]; spare != nullptr; spare = spare->next) {
-      if (spare == block) {
-        std::fputs("WZLB: a block was given back twice\n", stderr);
-        std::abort();
-      }
-    }
-  }
 
   std::array<Spare*, kKinds> first_{};
   std::size_t room_ = kMostBytes;
